@@ -1,0 +1,33 @@
+/* Removal of the node with a given key. */
+#ifndef ZOEAVL_ENGINE_DELETION_H
+#define ZOEAVL_ENGINE_DELETION_H
+
+#include "descent.h"
+#include "locking.h"
+#include "repair.h"
+
+namespace avl {
+
+/* Unlinks the node whose key equals the one at `key` and gives it with both links cleared; null,
+ * and nothing is written, if there is none. */
+template <class Key, class Lock>
+[[gnu::always_inline]] inline ZOEAVLp remove(ZOEAVLRootp root, const void *key) {
+    const std::ptrdiff_t offset = root->keyoff;
+    const Lock lock(root, writing);
+    const ZOEAVLp head = root->headptr;
+    if (head == nullptr)
+        return nullptr;
+    Step path[path_capacity];
+    Step *end = path;
+    const Landing landing =
+        descend<Key>(head, Key::load(key, root), offset,
+                     [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+    if (!landing.found)
+        return nullptr;
+    unlink_and_rebalance(root, path, end, landing.node);
+    return landing.node;
+}
+
+} // namespace avl
+
+#endif

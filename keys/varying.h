@@ -1,0 +1,44 @@
+/* Varying-length character keys: the node holds a pointer to the characters and their number. */
+#ifndef ZOEAVL_KEYS_VARYING_H
+#define ZOEAVL_KEYS_VARYING_H
+
+#include "characters.h"
+
+namespace avl {
+
+template <class String>
+struct VaryingCharacters {
+    struct Sought {
+        const void *record;
+        std::uint32_t length;
+    };
+    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
+        return {key, length_of(key)};
+    }
+
+    /* The common prefix decides, then the length. No character is read where one key is empty. */
+    [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
+        const std::uint32_t length = length_of(key);
+        const std::uint32_t common = sought.length < length ? sought.length : length;
+        if (common != 0) {
+            const int prefix = String::compare(chars_of(sought.record), chars_of(key), common);
+            if (prefix != 0)
+                return order(prefix, 0);
+        }
+        return order(sought.length, length);
+    }
+
+  private:
+    static const void *chars_of(const void *record) {
+        return read<const void *>(static_cast<const char *>(record) +
+                                  offsetof(ZOEAVLVaryingKey, chars));
+    }
+    static std::uint32_t length_of(const void *record) {
+        return read<std::uint32_t>(static_cast<const char *>(record) +
+                                   offsetof(ZOEAVLVaryingKey, length));
+    }
+};
+
+} // namespace avl
+
+#endif
