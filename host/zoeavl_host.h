@@ -1,0 +1,54 @@
+/* The embedded host: the host contract of zohost.h with real parts, for whoever has no kernel.
+ *
+ *     zoextent(zoeavl_host());
+ *     ZOEAVLExtension *factory = zoeavl(NULL, zoeavl_host_journal(stderr));
+ *
+ * Pools are thread-safe and end all their blocks at once. Locks are pthread reader/writer locks; a
+ * tree created with ZOEAVL_PARM_LOCKVARIANT gets one that prefers readers instead of writers, which
+ * alone may be taken for reading twice by one thread. All of it may be used from any thread.
+ *
+ * Valid as C11 and as C++17. */
+#ifndef ZOEAVL_HOST_H
+#define ZOEAVL_HOST_H
+
+#include <stdio.h>
+
+#include "zohost.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define ZOEAVL_HOST_API __attribute__((visibility("default")))
+
+/* The host itself. There is one a process, and it never ends. */
+ZOEAVL_HOST_API ZOHost *zoeavl_host(void);
+
+/* A journal that writes each report as a line to `stream`, and keeps it as text if `stream` is
+ * null. What it makes of the words in its slots: StatusToJnl(level, status) reports the status
+ *     StatusToBuf(level, status, char *buffer, size)               puts that line in the buffer
+ *     MessageToJnl(level, const char *format, 0, list)             reports what printf would print
+ *     MessageToBuf(level, const char *format, char *buffer, size, 0, list)
+ *     GetLocale(journal)                                           the text "C"
+ * The results are the length of the line. */
+ZOEAVL_HOST_API ZOJournal *zoeavl_host_journal(FILE *stream);
+
+/* What a journal without a stream was given so far. Valid until the next report or its end. */
+ZOEAVL_HOST_API const char *zoeavl_host_journal_text(ZOJournal *journal);
+
+ZOEAVL_HOST_API void zoeavl_host_journal_end(ZOJournal *journal);
+
+/* An object that collects C text and has it compiled by the system's C compiler, $CC or cc, as GNU
+ * C11 with optimisation. `journal`, which may be null, receives the compiler's own words when it
+ * refuses. The first word given to `compile` (and to ZOEAVLCodegen) is 0 or a string of further
+ * options for the compiler, separated by blanks; the second is ignored.
+ *
+ * End the object with its Destroy slot, after which its modules live on; end each module with its
+ * own Destroy slot, after the last call of its functions. */
+ZOEAVL_HOST_API ZOCodegen *zoeavl_host_codegen(ZOJournal *journal);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
