@@ -1,0 +1,253 @@
+/* The engine against the model: link words after every operation, on every small shape and on long
+ * random runs; walks, lists, and what must not be written. */
+#include <random>
+
+#include "guarded.h"
+#include "model.h"
+
+namespace {
+
+struct Record {
+    ZOEAVLNODE node;
+    std::int32_t key;
+};
+static_assert(sizeof(Record) % 8 == 4, "records then stand at every multiple of four");
+
+ZOEAVL_ROOT root_for_i32() {
+    return {nullptr, offsetof(Record, key), 1, nullptr};
+}
+
+/* Records with the odd keys 1, 3, 5, ...: each even number is a gap. */
+std::vector<Record> records_with_odd_keys(std::size_t count) {
+    std::vector<Record> records(count);
+    for (std::size_t i = 0; i < count; i++)
+        records[i].key = static_cast<std::int32_t>(2 * i + 1);
+    return records;
+}
+
+model::Tree model_of(std::vector<Record> &records, const model::ShapeP &shape) {
+    model::Tree tree{{}, shape};
+    for (std::size_t i = 0; i < model::size(shape); i++)
+        tree.order.push_back(&records[i].node);
+    return tree;
+}
+
+/* Looks up every key and every gap, exactly and with neighbours, for all choices of outputs. */
+void check_lookups(ZOEAVL_ROOT &root, const model::Tree &tree) {
+    const auto unwritten = reinterpret_cast<ZOEAVLp>(&root);
+    for (std::size_t twice = 0; twice <= 2 * tree.order.size(); twice++) {
+        const std::int32_t key = static_cast<std::int32_t>(twice);
+        const bool present = twice % 2 == 1;
+        const ZOEAVLp expected = present ? tree.order[twice / 2] : nullptr;
+        const ZOEAVLp below = tree.before(twice / 2);
+        const ZOEAVLp above = tree.at((twice + 1) / 2);
+        ASSERT_EQ(cbi32.finder(&root, &key), expected);
+        for (const unsigned outputs : {0U, 1U, 2U, 3U}) {
+            ZOEAVLp previous = unwritten;
+            ZOEAVLp next = unwritten;
+            ASSERT_EQ(cbi32.fuzzier(&root, &key, outputs & 1 ? &previous : nullptr,
+                                    outputs & 2 ? &next : nullptr),
+                      expected);
+            ASSERT_EQ(previous, outputs & 1 ? below : unwritten);
+            ASSERT_EQ(next, outputs & 2 ? above : unwritten);
+        }
+    }
+}
+
+constexpr std::size_t largest_exhaustive_size = 20;
+
+TEST(Model, KnowsHowManyShapesThereAre) {
+    const std::size_t counts[] = {1,  1,   2,   1,   4,    6,    4,    17,   32,   44,   60,
+                                  70, 184, 476, 872, 1553, 2720, 4288, 6312, 9004, 16088};
+    for (std::size_t nodes = 0; nodes <= largest_exhaustive_size; nodes++)
+        EXPECT_EQ(model::all_shapes(nodes).size(), counts[nodes]) << nodes;
+}
+
+TEST(Engine, DoesEveryOperationOnEverySmallShape) {
+    std::vector<Record> records = records_with_odd_keys(largest_exhaustive_size);
+    for (std::size_t nodes = 0; nodes <= largest_exhaustive_size; nodes++)
+        for (const model::ShapeP &shape : model::all_shapes(nodes)) {
+            const model::Tree tree = model_of(records, shape);
+            ZOEAVL_ROOT root = root_for_i32();
+            model::build(tree, &root.headptr);
+            ASSERT_TRUE(model::walks_alike(tree, &root));
+            ASSERT_NO_FATAL_FAILURE(check_lookups(root, tree));
+            ASSERT_TRUE(model::same(tree, root.headptr));
+
+            for (std::size_t gap = 0; gap <= nodes; gap++) {
+                model::Tree expected = tree;
+                model::build(tree, &root.headptr);
+                Record added{{&records[0].node, nullptr}, static_cast<std::int32_t>(2 * gap)};
+                ASSERT_EQ(cbi32.adder(&root, &added.node), &added.node);
+                expected.insert(gap, &added.node);
+                ASSERT_TRUE(model::same(expected, root.headptr)) << nodes << " nodes, gap " << gap;
+            }
+            for (std::size_t index = 0; index < nodes; index++) {
+                model::Tree expected = tree;
+                model::build(tree, &root.headptr);
+                const ZOEAVLp gone = tree.order[index];
+                ASSERT_EQ(cbi32.killer(&root, &records[index].key), gone);
+                expected.remove(index);
+                ASSERT_TRUE(model::same(expected, root.headptr)) << nodes << " nodes, " << index;
+                ASSERT_EQ(model::words_of(gone), (model::Words{0, 0}));
+            }
+        }
+}
+
+/* Insertions, removals, repeats and misses in a tree of up to `limit` nodes that grows and shrinks;
+ * compared with the model at every `stride`-th step. */
+void run_at_random(std::size_t limit, std::size_t steps, std::size_t stride, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<Record> records = records_with_odd_keys(limit);
+    std::vector<bool> present(limit);
+    model::Tree tree;
+    ZOEAVL_ROOT root = root_for_i32();
+    for (std::size_t step = 0; step < steps; step++) {
+        const bool growing = step / (2 * limit) % 2 == 0;
+        const std::size_t pick = random() % limit;
+        Record &record = records[pick];
+        const auto place = static_cast<std::size_t>(
+            std::lower_bound(tree.order.begin(), tree.order.end(), &record.node) -
+            tree.order.begin());
+        if (random() % 8 < (growing ? 6U : 2U)) {
+            ASSERT_EQ(cbi32.adder(&root, &record.node), &record.node);
+            if (!present[pick])
+                tree.insert(place, &record.node);
+            present[pick] = true;
+        } else {
+            ASSERT_EQ(cbi32.killer(&root, &record.key), present[pick] ? &record.node : nullptr);
+            if (present[pick])
+                tree.remove(place);
+            present[pick] = false;
+        }
+        if (step % stride == 0 || step + 1 == steps) {
+            ASSERT_TRUE(model::same(tree, root.headptr)) << "step " << step;
+            ASSERT_TRUE(model::walks_alike(tree, &root)) << "step " << step;
+        }
+    }
+}
+
+TEST(Engine, AgreesWithTheModelOnLongRandomRuns) {
+    run_at_random(40, 20000, 1, 1);
+    run_at_random(1000, 20000, 40, 2);
+    run_at_random(100000, 500000, 20000, 3);
+}
+
+TEST(Engine, SortedInsertionMakesPerfectTreesAndFibonacciTreesFallApartInOrder) {
+    for (const bool ascending : {true, false}) {
+        std::vector<Record> records = records_with_odd_keys(1023);
+        ZOEAVL_ROOT root = root_for_i32();
+        for (std::size_t i = 0; i < records.size(); i++)
+            cbi32.adder(&root, &records[ascending ? i : records.size() - 1 - i].node);
+        model::ShapeP perfect;
+        for (int level = 0; level < 10; level++)
+            perfect = model::join(perfect, perfect);
+        EXPECT_TRUE(model::same(model_of(records, perfect), root.headptr));
+    }
+    model::ShapeP low;
+    model::ShapeP high = model::join(nullptr, nullptr);
+    for (int level = 0; level < 12; level++)
+        low = std::exchange(high, model::join(low, high));
+    std::vector<Record> records = records_with_odd_keys(model::size(high));
+    for (const bool from_the_front : {true, false}) {
+        model::Tree tree = model_of(records, high);
+        ZOEAVL_ROOT root = root_for_i32();
+        model::build(tree, &root.headptr);
+        while (!tree.order.empty()) {
+            const std::size_t index = from_the_front ? 0 : tree.order.size() - 1;
+            const auto *const record = reinterpret_cast<Record *>(tree.order[index]);
+            cbi32.killer(&root, &record->key);
+            tree.remove(index);
+            ASSERT_TRUE(model::same(tree, root.headptr));
+        }
+    }
+}
+
+TEST(Engine, WritesNothingOnEqualKeysSearchesAndAbsentKeys) {
+    constexpr std::size_t count = 500;
+    Guarded memory(count * sizeof(Record));
+    auto *const records = reinterpret_cast<Record *>(memory.begin());
+    /* A root whose memory ends behind `keyoff`: this key type reads no further. */
+    Guarded root_memory(12);
+    auto *const root = reinterpret_cast<ZOEAVL_ROOT *>(root_memory.end() - 12);
+    root->headptr = nullptr;
+    root->keyoff = offsetof(Record, key);
+    for (std::size_t i = 0; i < count; i++) {
+        records[i].key = static_cast<std::int32_t>(2 * (i * 211 % count));
+        ASSERT_EQ(cbi32.adder(root, &records[i].node), &records[i].node);
+    }
+    memory.allow(PROT_READ);
+    root_memory.allow(PROT_READ);
+    for (std::int32_t key = -1; key <= static_cast<std::int32_t>(2 * count); key++) {
+        Record twin{{nullptr, nullptr}, key};
+        ZOEAVLp previous;
+        ZOEAVLp next;
+        const ZOEAVLp found = cbi32.finder(root, &key);
+        EXPECT_EQ(found != nullptr, key % 2 == 0 && key < static_cast<std::int32_t>(2 * count));
+        EXPECT_EQ(cbi32.fuzzier(root, &key, &previous, &next), found);
+        if (found != nullptr) {
+            EXPECT_EQ(cbi32.adder(root, &twin.node), found);
+        } else {
+            EXPECT_EQ(cbi32.killer(root, &key), nullptr);
+        }
+    }
+}
+
+TEST(Walking, MasksEveryTagThatAWordMayCarry) {
+    Record a{};
+    Record b{};
+    for (const std::uintptr_t end : {0U, 1U, 2U, 3U}) {
+        a.node = {reinterpret_cast<ZOEAVLp>(end),
+                  reinterpret_cast<ZOEAVLp>(model::word(&b.node) | 1)};
+        b.node = {reinterpret_cast<ZOEAVLp>(model::word(&a.node) | 3),
+                  reinterpret_cast<ZOEAVLp>(end)};
+        const ZOEAVL_ROOT root{&a.node, 0, 0, nullptr};
+        EXPECT_EQ(ZOEAVLFirst(&root), &a.node);
+        EXPECT_EQ(ZOEAVLLast(&root), &b.node);
+        EXPECT_EQ(ZOEAVLPrev(&b.node), &a.node);
+    }
+    /* The first node's thread isn't tested for being one: any address is followed. */
+    b.node.llink = reinterpret_cast<ZOEAVLp>(model::word(&a.node) | 3);
+    a.node.llink = nullptr;
+    const ZOEAVL_ROOT root{&b.node, 0, 0, nullptr};
+    EXPECT_EQ(ZOEAVLFirst(&root), &a.node);
+    EXPECT_EQ(ZOEAVLNext(nullptr), nullptr);
+    EXPECT_EQ(ZOEAVLPrev(nullptr), nullptr);
+}
+
+TEST(Lists, HoldAllRecordsInOrderWithoutTags) {
+    for (const std::size_t count : {0U, 1U, 2U, 3U, 100U})
+        for (const bool with_tail : {true, false}) {
+            std::vector<Record> records = records_with_odd_keys(count);
+            ZOEAVLTree tree{};
+            tree.root = root_for_i32();
+            for (std::size_t i = 0; i < count; i++)
+                cbi32.adder(&tree.root, &records[i * 37 % count].node);
+            const ZOEAVLp head = tree.root.headptr;
+            Record stale{};
+            ZOEAVLp tail = &stale.node;
+            const ZOEAVLp first = ZOEAVLToList(&tree, with_tail ? &tail : nullptr);
+            EXPECT_EQ(tree.root.headptr, head);
+            EXPECT_EQ(first, count != 0 ? &records[0].node : nullptr);
+            if (with_tail) {
+                EXPECT_EQ(tail, count != 0 ? &records[count - 1].node : nullptr);
+            }
+            for (std::size_t i = 0; i < count; i++) {
+                EXPECT_EQ(records[i].node.llink, i > 0 ? &records[i - 1].node : nullptr);
+                EXPECT_EQ(records[i].node.rlink, i + 1 < count ? &records[i + 1].node : nullptr);
+            }
+        }
+}
+
+TEST(Lists, TailMayStandInTheRootWord) {
+    std::vector<Record> records = records_with_odd_keys(10);
+    ZOEAVL_ROOT root = root_for_i32();
+    for (Record &record : records)
+        cbi32.adder(&root, &record.node);
+    EXPECT_EQ(ZOEAVLSTFirst(nullptr, &root.headptr), &records.front().node);
+    EXPECT_EQ(ZOEAVLSTLast(nullptr, &root.headptr), &records.back().node);
+    EXPECT_EQ(ZOEAVLSTToList(nullptr, &root.headptr, &root.headptr), &records.front().node);
+    EXPECT_EQ(root.headptr, &records.back().node);
+}
+
+} // namespace
