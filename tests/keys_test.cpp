@@ -1,0 +1,385 @@
+/* The key types: every table, plain and locked, through the same sequence of operations on keys
+ * with the same relative order, compared with the model after every step; what a comparison reads;
+ * and the tables as objects. The keys of each type are chosen around its boundaries. */
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "guarded.h"
+#include "model.h"
+#include "zoeavl_host.h"
+
+namespace {
+
+constexpr std::size_t ranks = 120;
+
+/* The bytes of a key in memory, or of what an indirect or varying key points at. */
+using Bytes = std::string;
+
+template <class Value>
+Bytes bytes_of(Value value) {
+    return {reinterpret_cast<const char *>(&value), sizeof value};
+}
+
+/* A key by its place in the order. A key may have several spellings that are equal as keys. */
+using Spell = std::function<Bytes(std::size_t rank, unsigned spelling)>;
+
+Bytes big_endian(std::size_t rank, unsigned) {
+    const std::size_t spread =
+        rank * 139793; // over all of three bytes, both sides of 0x80 and zeros
+    return {static_cast<char>(spread >> 16), static_cast<char>(spread >> 8),
+            static_cast<char>(spread)};
+}
+
+Bytes wide(std::size_t rank, unsigned) {
+    constexpr std::int32_t units[] = {INT32_MIN, -1, 0, 0x41, INT32_MAX};
+    return bytes_of(units[rank / 25]) + bytes_of(units[rank / 5 % 5]) + bytes_of(units[rank % 5]);
+}
+
+/* Strings of up to four of three units in lexicographic order, the empty one first. */
+template <class Unit>
+Spell strings_over(std::array<Unit, 3> units) {
+    std::vector<Bytes> all;
+    const std::function<void(const Bytes &, int)> extend = [&](const Bytes &prefix, int more) {
+        all.push_back(prefix);
+        if (more > 0)
+            for (const Unit unit : units)
+                extend(prefix + bytes_of(unit), more - 1);
+    };
+    extend({}, 4);
+    return [all](std::size_t rank, unsigned) { return all.at(rank); };
+}
+
+template <class Integer>
+Bytes integer(std::size_t rank, unsigned) {
+    constexpr Integer low = std::numeric_limits<Integer>::min();
+    constexpr Integer high = std::numeric_limits<Integer>::max();
+    if (rank < ranks / 3)
+        return bytes_of(static_cast<Integer>(low + static_cast<Integer>(rank)));
+    if (rank >= ranks - ranks / 3)
+        return bytes_of(static_cast<Integer>(high - static_cast<Integer>(ranks - 1 - rank)));
+    const auto middle = static_cast<Integer>(low / 2 + high / 2);
+    return bytes_of(static_cast<Integer>(middle + static_cast<Integer>(rank - ranks / 2)));
+}
+
+template <class Integer>
+Bytes three_integers(std::size_t rank, unsigned spelling) {
+    const std::size_t steps[] = {0, 1, ranks / 2, ranks / 2 + 5, ranks - 1};
+    return integer<Integer>(steps[rank / 25], spelling) +
+           integer<Integer>(steps[rank / 5 % 5], spelling) +
+           integer<Integer>(steps[rank % 5], spelling);
+}
+
+Bytes number(std::size_t rank, std::size_t count, unsigned spelling) {
+    if (rank == 0)
+        return bytes_of(-INFINITY + 0.0);
+    if (rank == count - 1)
+        return bytes_of(INFINITY + 0.0);
+    const double steps = static_cast<double>(rank) - static_cast<double>(count / 2);
+    if (steps == 0)
+        return bytes_of(spelling % 2 ? -0.0 : 0.0);
+    return bytes_of(
+        std::copysign(std::ldexp(5e-324, 52 * (std::abs(static_cast<int>(steps)) - 1) / 2), steps));
+}
+
+Bytes plain_double(std::size_t rank, unsigned spelling) {
+    return number(rank, ranks, spelling);
+}
+
+/* A NaN with that byte 5; all else of it may be anything. */
+Bytes missing(std::uint8_t byte5, unsigned spelling) {
+    std::uint64_t noise = 0x7FF0000000000001 | (std::uint64_t{spelling} * 0x9E3779B97F4A7C15 >> 12);
+    noise = (noise & ~(std::uint64_t{0xFF} << 40)) | std::uint64_t{byte5} << 40;
+    return bytes_of(noise | (spelling % 3 == 0 ? std::uint64_t{1} << 63 : 0));
+}
+
+Bytes missing_double(std::size_t rank, unsigned spelling) {
+    constexpr std::size_t codes = 28;
+    constexpr std::uint8_t code_two[] = {0xFE, 0x00, 0xE3, 0x01, 0x80};
+    if (rank >= codes)
+        return number(rank - codes, ranks - codes, spelling);
+    return missing(rank == 1 ? code_two[spelling % 5] : static_cast<std::uint8_t>(0xFF - rank),
+                   spelling);
+}
+
+enum class Form { direct, varying, indirect };
+
+struct Type {
+    const char *name;
+    const ZOEAVLOpTable *table;
+    std::vector<std::uint32_t> codes;
+    std::int32_t keylen;
+    bool reads_keylen;
+    Form form;
+    std::size_t unit; /* bytes that a varying length counts as one */
+    Spell spell;
+};
+
+const std::vector<Type> &types() {
+    static const Spell characters = strings_over<unsigned char>({0x00, 0x7F, 0x80});
+    static const Spell wide_characters = strings_over<std::int32_t>({INT32_MIN, 0, INT32_MAX});
+    static const std::vector<Type> all = {
+        {"char", &cbchar, {1}, 3, true, Form::direct, 1, big_endian},
+        {"zochar", &cbzochar, {2}, 3, true, Form::direct, 4, wide},
+        {"vchar", &cbvchar, {13}, 1, false, Form::varying, 1, characters},
+        {"vzochar", &cbvzochar, {14}, 9, false, Form::varying, 4, wide_characters},
+        {"i32", &cbi32, {3, 9}, 1, false, Form::direct, 4, integer<std::int32_t>},
+        {"i64", &cbi64, {5, 10}, 1, false, Form::direct, 8, integer<std::int64_t>},
+        {"u32", &cbu32, {4, 11}, 1, false, Form::direct, 4, integer<std::uint32_t>},
+        {"u64", &cbu64, {6, 12}, 1, false, Form::direct, 8, integer<std::uint64_t>},
+        {"ia32", &cbia32, {3, 9}, 3, true, Form::direct, 4, three_integers<std::int32_t>},
+        {"ia64", &cbia64, {5, 10}, 3, true, Form::direct, 8, three_integers<std::int64_t>},
+        {"ua32", &cbua32, {4, 11}, 3, true, Form::direct, 4, three_integers<std::uint32_t>},
+        {"ua64", &cbua64, {6, 12}, 3, true, Form::direct, 8, three_integers<std::uint64_t>},
+        {"dbl", &cbdbl, {7}, 1, false, Form::direct, 8, plain_double},
+        {"mdbl", &cbmdbl, {8}, 1, false, Form::direct, 8, missing_double},
+        {"i32p", &cbi32p, {15, 21}, 1, false, Form::indirect, 4, integer<std::int32_t>},
+        {"i64p", &cbi64p, {17, 22}, 1, false, Form::indirect, 8, integer<std::int64_t>},
+        {"u32p", &cbu32p, {16, 23}, 1, false, Form::indirect, 4, integer<std::uint32_t>},
+        {"u64p", &cbu64p, {18, 24}, 1, false, Form::indirect, 8, integer<std::uint64_t>},
+        {"ia32p", &cbia32p, {15, 21}, 3, true, Form::indirect, 4, three_integers<std::int32_t>},
+        {"ia64p", &cbia64p, {17, 22}, 3, true, Form::indirect, 8, three_integers<std::int64_t>},
+        {"ua32p", &cbua32p, {16, 23}, 3, true, Form::indirect, 4, three_integers<std::uint32_t>},
+        {"ua64p", &cbua64p, {18, 24}, 3, true, Form::indirect, 8, three_integers<std::uint64_t>},
+        {"dblp", &cbdblp, {19}, 1, false, Form::indirect, 8, plain_double},
+        {"mdblp", &cbmdblp, {20}, 1, false, Form::indirect, 8, missing_double},
+    };
+    return all;
+}
+
+/* The key field for those bytes; `outside` holds what it points at. */
+Bytes key_field(const Type &type, const char *outside, std::size_t length) {
+    switch (type.form) {
+    case Form::direct:
+        return {outside, length};
+    case Form::indirect:
+        return bytes_of(outside);
+    case Form::varying:
+        break;
+    }
+    return bytes_of(length == 0 ? nullptr : outside) +
+           bytes_of(static_cast<std::uint32_t>(length / type.unit));
+}
+
+/* A record at an address that is 4 modulo 8, with room for an unaligned key field on both sides. */
+struct alignas(8) Record {
+    char fill[44];
+    ZOEAVLNODE node;
+    char after[36];
+};
+static_assert(offsetof(Record, node) % 8 == 4);
+constexpr std::int32_t key_offsets[] = {16 + 3, -27};
+
+struct KeyedRecord {
+    Record record;
+    Bytes outside;
+
+    void set(const Type &type, std::int32_t keyoff, std::size_t rank, unsigned spelling) {
+        outside = type.spell(rank, spelling);
+        const Bytes field = key_field(type, outside.data(), outside.size());
+        std::memcpy(reinterpret_cast<char *>(&record.node) + keyoff, field.data(), field.size());
+    }
+};
+
+class Keys : public testing::Test {
+  protected:
+    Keys() {
+        zoextent(zoeavl_host());
+        extension = zoeavl(nullptr, nullptr);
+    }
+    ~Keys() override { extension->RealDestroy(extension); }
+    ZOEAVLExtension *extension;
+};
+
+/* The sequence is the same for all types: nothing of it depends on what a key looks like. */
+void run_sequence(const Type &type, ZOEAVLTree *tree) {
+    ZOEAVL_ROOT *const root = &tree->root;
+    std::vector<KeyedRecord> records(ranks);
+    std::vector<bool> present(ranks);
+    model::Tree expected;
+    std::mt19937 random(11);
+    for (unsigned step = 0; step < 3000; step++) {
+        const std::size_t rank = random() % ranks;
+        const auto place = static_cast<std::size_t>(
+            std::count(present.begin(), present.begin() + static_cast<std::ptrdiff_t>(rank), true));
+        KeyedRecord other{};
+        other.set(type, root->keyoff, rank, step);
+        const ZOEAVLp here = present[rank] ? &records[rank].record.node : nullptr;
+        const char *const sought = reinterpret_cast<char *>(&other.record.node) + root->keyoff;
+
+        ZOEAVLp previous = nullptr;
+        ZOEAVLp next = nullptr;
+        ASSERT_EQ(tree->finder(root, sought), here);
+        ASSERT_EQ(tree->fuzzier(root, sought, &previous, &next), here);
+        ASSERT_EQ(previous, expected.before(place));
+        ASSERT_EQ(next, expected.at(here ? place + 1 : place));
+        if (random() % 5 < (step / 400 % 2 == 0 ? 4U : 1U)) {
+            if (here != nullptr) {
+                ASSERT_EQ(tree->adder(root, &other.record.node), here);
+            } else {
+                records[rank].set(type, root->keyoff, rank, step + 1);
+                ASSERT_EQ(tree->adder(root, &records[rank].record.node),
+                          &records[rank].record.node);
+                expected.insert(place, &records[rank].record.node);
+            }
+            present[rank] = true;
+        } else {
+            ASSERT_EQ(tree->killer(root, sought), here);
+            if (here != nullptr)
+                expected.remove(place);
+            present[rank] = false;
+        }
+        ASSERT_TRUE(model::same(expected, root->headptr)) << "step " << step;
+    }
+}
+
+TEST_F(Keys, AllTypesMakeTheSameTrees) {
+    for (const Type &type : types())
+        for (const std::uint32_t code : type.codes)
+            for (const std::uint32_t flags : {0U, ZOEAVL_PARM_NOLOCK}) {
+                SCOPED_TRACE(testing::Message()
+                             << type.name << " by code " << code << " flags " << flags);
+                const ZOEAVLParms parms{type.keylen, key_offsets[flags], code, flags, nullptr, 0};
+                ZOEAVLTree *const tree = extension->Create(extension, &parms, nullptr, nullptr);
+                ASSERT_EQ(tree->optable, type.table);
+                if (!type.reads_keylen)
+                    tree->root.keylen = -123456;
+                ASSERT_NO_FATAL_FAILURE(run_sequence(type, tree));
+                tree->destroy(tree);
+            }
+}
+
+TEST_F(Keys, NothingBeyondAKeyIsRead) {
+    for (const Type &type : types()) {
+        SCOPED_TRACE(type.name);
+        const std::size_t field_size = type.form == Form::direct    ? type.spell(1, 0).size()
+                                       : type.form == Form::varying ? 12
+                                                                    : 8;
+        ZOEAVL_ROOT root{nullptr, sizeof(ZOEAVLNODE), type.keylen, nullptr};
+        std::vector<std::unique_ptr<Guarded>> memory;
+        /* Puts bytes where they end at an inaccessible page, or, behind a node, begin unaligned. */
+        const auto at_the_end = [&](const Bytes &bytes) {
+            memory.push_back(std::make_unique<Guarded>(256));
+            char *const place = memory.back()->end() - bytes.size();
+            std::memcpy(place, bytes.data(), bytes.size());
+            return place;
+        };
+        for (std::size_t rank = 0; rank < ranks; rank += 7) {
+            const Bytes outside = type.spell(rank, 0);
+            const char *const kept = at_the_end(outside);
+            const Bytes field = key_field(type, kept, outside.size());
+            ASSERT_EQ(field.size(), field_size);
+            const char *const sought = at_the_end(field);
+            /* A node's words may stand at multiples of four alone: leave a gap ahead of odd keys.
+             */
+            const std::size_t gap = (4 - field_size % 4) % 4;
+            root.keyoff = static_cast<std::int32_t>(sizeof(ZOEAVLNODE) + gap);
+            auto *const node = reinterpret_cast<ZOEAVLp>(
+                at_the_end(Bytes(sizeof(ZOEAVLNODE) + gap, '\0') + field));
+            EXPECT_EQ(type.table->finder(&root, sought), nullptr);
+            EXPECT_EQ(type.table->adder(&root, node), node);
+            EXPECT_EQ(type.table->fuzzier(&root, sought, nullptr, nullptr), node);
+            EXPECT_EQ(type.table->killer(&root, sought), node);
+            EXPECT_EQ(type.table->adder(&root, node), node);
+        }
+    }
+}
+
+TEST(KeyReads, ArraysStopAtTheFirstDifference) {
+    for (const ZOEAVLOpTable *table : {&cbia32, &cbua32, &cbia64, &cbua64}) {
+        const std::size_t width = table == &cbia32 || table == &cbua32 ? 4 : 8;
+        Guarded nodes(64);
+        Guarded sought(64);
+        auto *const node = reinterpret_cast<ZOEAVLp>(nodes.end() - sizeof(ZOEAVLNODE) - 2 * width);
+        ZOEAVL_ROOT root{nullptr, sizeof(ZOEAVLNODE), 1000, nullptr};
+        char *const key = sought.end() - 2 * width;
+        std::memset(sought.begin(), 0, 64);
+        key[width] = 1;
+        EXPECT_EQ(table->adder(&root, node), node);
+        EXPECT_EQ(table->finder(&root, key), nullptr);
+        root.keylen = -3;
+        EXPECT_EQ(table->finder(&root, key), node) << "no element counts";
+    }
+}
+
+TEST(KeyReads, NothingIsReadOfTheKeyOfAnEmptyTree) {
+    for (const Type &type : types()) {
+        ZOEAVL_ROOT root{nullptr, 0, type.keylen, nullptr};
+        ZOEAVLp previous = reinterpret_cast<ZOEAVLp>(&root);
+        ZOEAVLp next = previous;
+        EXPECT_EQ(type.table->finder(&root, nullptr), nullptr);
+        EXPECT_EQ(type.table->killer(&root, nullptr), nullptr);
+        EXPECT_EQ(type.table->fuzzier(&root, nullptr, &previous, &next), nullptr);
+        EXPECT_EQ(previous, nullptr);
+        EXPECT_EQ(next, nullptr);
+        Guarded memory(sizeof(ZOEAVLNODE));
+        auto *const node = reinterpret_cast<ZOEAVLp>(memory.end() - sizeof(ZOEAVLNODE));
+        root.keyoff = sizeof(ZOEAVLNODE);
+        EXPECT_EQ(type.table->adder(&root, node), node);
+        EXPECT_EQ(model::words_of(node), (model::Words{2, 2}));
+    }
+}
+
+struct DoubleRecord {
+    ZOEAVLNODE node;
+    double key;
+};
+
+TEST(DoubleKeys, NanEqualsWhateverItMeets) {
+    ZOEAVL_ROOT root{nullptr, offsetof(DoubleRecord, key), 1, nullptr};
+    std::vector<DoubleRecord> records(8);
+    for (std::size_t i = 0; i < 7; i++) {
+        records[i].key = static_cast<double>(i);
+        cbdbl.adder(&root, &records[i].node);
+    }
+    records[7].key = NAN;
+    ZOEAVLp previous = nullptr;
+    ZOEAVLp next = nullptr;
+    EXPECT_EQ(cbdbl.adder(&root, &records[7].node), &records[3].node);
+    EXPECT_EQ(cbdbl.fuzzier(&root, &records[7].key, &previous, &next), &records[3].node);
+    EXPECT_EQ(previous, &records[2].node);
+    EXPECT_EQ(next, &records[4].node);
+    for (const std::size_t root_now : {3, 2, 1, 4})
+        EXPECT_EQ(cbdbl.killer(&root, &records[7].key), &records[root_now].node);
+    root.headptr = nullptr;
+    EXPECT_EQ(cbdbl.adder(&root, &records[7].node), &records[7].node);
+    EXPECT_EQ(cbdbl.adder(&root, &records[0].node), &records[7].node);
+    EXPECT_EQ(cbdbl.finder(&root, &records[5].key), &records[7].node);
+    EXPECT_EQ(cbdbl.killer(&root, &records[5].key), &records[7].node);
+}
+
+TEST(Tables, AreAdjacentConstantAndShareNoFunction) {
+    std::set<const void *> functions;
+    for (std::size_t i = 0; i < types().size(); i++) {
+        const ZOEAVLOpTable *const table = types()[i].table;
+        EXPECT_EQ(reinterpret_cast<const char *>(table),
+                  reinterpret_cast<const char *>(&cbchar) + 64 * i);
+        std::array<const void *, 8> slots{};
+        std::memcpy(slots.data(), table, sizeof slots);
+        functions.insert(slots.begin(), slots.end());
+    }
+    EXPECT_EQ(functions.size(), 192U);
+
+    std::ifstream maps("/proc/self/maps");
+    std::string permissions;
+    for (std::string line; std::getline(maps, line);) {
+        std::istringstream fields(line);
+        std::uintptr_t from = 0;
+        std::uintptr_t to = 0;
+        char dash = 0;
+        std::string mode;
+        fields >> std::hex >> from >> dash >> to >> mode;
+        if (from <= reinterpret_cast<std::uintptr_t>(&cbchar) &&
+            to > reinterpret_cast<std::uintptr_t>(&cbmdblp))
+            permissions = mode;
+    }
+    EXPECT_EQ(permissions, "r--p");
+}
+
+} // namespace
