@@ -28,8 +28,7 @@ namespace fs = std::filesystem;
 
 /* The unit has old-style function pointer declarators, which newer dialects refuse, and reads
  * records that callers write under types of their own. */
-const char *const options[] = {"-std=gnu11", "-O2",     "-w",
-                               "-fPIC",      "-shared", "-fno-strict-aliasing"};
+const char *const options[] = {"-std=gnu11", "-O2", "-fPIC", "-shared", "-fno-strict-aliasing"};
 
 constexpr uint32_t success = 0;
 constexpr uint32_t failure = 1;
@@ -143,6 +142,7 @@ void append_words(std::vector<std::string> &words, const std::string &text) {
 /* Runs a command with both its outputs in a file. Gives its exit status. */
 int run(std::vector<std::string> command, const std::string &output) {
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string &word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

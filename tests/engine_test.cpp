@@ -167,9 +167,10 @@ TEST(Engine, WritesNothingOnEqualKeysSearchesAndAbsentKeys) {
     constexpr std::size_t count = 500;
     Guarded memory(count * sizeof(Record));
     auto *const records = reinterpret_cast<Record *>(memory.begin());
-    /* A root whose memory ends behind `keyoff`: this key type reads no further. */
-    Guarded root_memory(12);
-    auto *const root = reinterpret_cast<ZOEAVL_ROOT *>(root_memory.end() - 12);
+    /* A root whose memory ends ahead of `rw`, which a plain operation doesn't read. */
+    Guarded root_memory(sizeof(ZOEAVL_ROOT));
+    auto *const root =
+        reinterpret_cast<ZOEAVL_ROOT *>(root_memory.end() - offsetof(ZOEAVL_ROOT, rw));
     root->headptr = nullptr;
     root->keyoff = offsetof(Record, key);
     for (std::size_t i = 0; i < count; i++) {
@@ -233,8 +234,10 @@ TEST(Lists, HoldAllRecordsInOrderWithoutTags) {
                 EXPECT_EQ(tail, count != 0 ? &records[count - 1].node : nullptr);
             }
             for (std::size_t i = 0; i < count; i++) {
-                EXPECT_EQ(records[i].node.llink, i > 0 ? &records[i - 1].node : nullptr);
-                EXPECT_EQ(records[i].node.rlink, i + 1 < count ? &records[i + 1].node : nullptr);
+                const ZOEAVLp previous = i > 0 ? &records[i - 1].node : nullptr;
+                const ZOEAVLp next = i + 1 < count ? &records[i + 1].node : nullptr;
+                EXPECT_EQ(model::words_of(&records[i].node),
+                          (model::Words{model::word(previous), model::word(next)}));
             }
         }
 }

@@ -50,7 +50,7 @@ TEST_F(Frame, FactoryIsMadeOrTheFailureReported) {
     std::array<void *, 11> words{};
     std::memcpy(words.data(), made, sizeof words);
     EXPECT_EQ(std::memcmp(made, "nevo\0\0\0", 8), 0);
-    for (const std::size_t empty : {1, 2, 5, 7, 8})
+    for (const std::size_t empty : {1U, 2U, 5U, 7U, 8U})
         EXPECT_EQ(words[empty], nullptr) << empty;
     EXPECT_EQ(made->pool, &host.pool);
     EXPECT_EQ(made->Create, ZOEAVLCreate);

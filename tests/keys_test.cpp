@@ -345,7 +345,7 @@ TEST(DoubleKeys, NanEqualsWhateverItMeets) {
     EXPECT_EQ(cbdbl.fuzzier(&root, &records[7].key, &previous, &next), &records[3].node);
     EXPECT_EQ(previous, &records[2].node);
     EXPECT_EQ(next, &records[4].node);
-    for (const std::size_t root_now : {3, 2, 1, 4})
+    for (const std::size_t root_now : {3U, 2U, 1U, 4U})
         EXPECT_EQ(cbdbl.killer(&root, &records[7].key), &records[root_now].node);
     root.headptr = nullptr;
     EXPECT_EQ(cbdbl.adder(&root, &records[7].node), &records[7].node);

@@ -1,0 +1,453 @@
+/* Generation: the form of the text, the driver's calls on every path, and compiled operations
+ * against the model. */
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "model.h"
+#include "recording_host.h"
+#include "zoeavl_host.h"
+
+namespace {
+
+std::vector<std::string> lines_of_code() {
+    std::vector<std::string> lines;
+    std::istringstream text(code);
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+/* The line up to its first comment. */
+std::string statement_of(const std::string &line) {
+    return line.substr(0, std::min(line.find("/*"), line.find("//")));
+}
+
+bool is_rule_of_dashes(const std::string &line) {
+    const std::size_t start = line.find("/*-");
+    return start != std::string::npos && line.find_first_not_of('-', start + 2) == line.size() - 2;
+}
+
+TEST(Text, KeepsItsForm) {
+    EXPECT_EQ(codesize, std::strlen(code) + 1);
+    EXPECT_EQ(std::string(code).substr(codesize - 4), "\n}\n");
+    EXPECT_EQ(code[0], '#');
+    const std::vector<std::string> lines = lines_of_code();
+    std::map<std::string, int> locks;
+    std::map<std::string, int> unlocks;
+    std::string function;
+    for (std::size_t i = 0; i < lines.size(); i++) {
+        const std::string &line = lines[i];
+        for (const char c : line)
+            EXPECT_TRUE(c >= ' ' && c <= '~') << line;
+        EXPECT_FALSE(line.ends_with(' ')) << line;
+        if (line.starts_with("ZOEAVLp "))
+            function = line.substr(8, line.find('(') - 8);
+        const std::string statement = statement_of(line);
+        locks[function] += statement.find("ZOEAVL_DO_LOCK(tree->rw, ") != std::string::npos;
+        unlocks[function] += statement.find("ZOEAVL_DO_UNLOCK(tree->rw);") != std::string::npos;
+        if (statement.find("return ") != std::string::npos) {
+            EXPECT_NE(lines[i - 1].find("ZOEAVL_DO_UNLOCK(tree->rw);"), std::string::npos) << line;
+        }
+        if (statement.starts_with("#")) {
+            EXPECT_TRUE(statement.starts_with("#define") || statement.starts_with("#ifndef") ||
+                        statement.starts_with("#endif"))
+                << line;
+        }
+        if (is_rule_of_dashes(line)) {
+            const std::size_t indent = line.find('/');
+            EXPECT_EQ(line.size() - indent, 72 - indent) << "the width of a banner: " << line;
+        }
+    }
+    using Counts = std::map<std::string, int>;
+    EXPECT_EQ(locks,
+              (Counts{{"", 0}, {"Adder", 1}, {"Finder", 1}, {"FuzzyFinder", 1}, {"Killer", 1}}));
+    EXPECT_EQ(unlocks,
+              (Counts{{"", 0}, {"Adder", 5}, {"Finder", 4}, {"FuzzyFinder", 4}, {"Killer", 6}}));
+    for (const auto &[oddity, times] : std::map<std::string, int>{{"ssssssssssssssss", 1},
+                                                                  {"cmap", 1},
+                                                                  {"preceeds", 2},
+                                                                  {"whoes", 1},
+                                                                  {"multipled", 1},
+                                                                  {"transfered", 2},
+                                                                  {"for find either", 1},
+                                                                  {"stupid compiler", 1},
+                                                                  {"Whew", 1},
+                                                                  {"a6:", 1}}) {
+        int found = 0;
+        for (const std::string &line : lines)
+            found += line.find(oddity) != std::string::npos;
+        EXPECT_EQ(found, times) << oddity;
+    }
+}
+
+/* ---- The driver
+ * ---------------------------------------------------------------------------------- */
+
+std::array<void *, 4> slots_of(const ZOEAVLTree *tree) {
+    std::array<void *, 4> slots{};
+    std::memcpy(slots.data(), &tree->adder, sizeof slots);
+    return slots;
+}
+
+/* A generation service that writes down what it is given and answers with what it is told. */
+struct Service : ZOCodegen, RecordingHost {
+    struct Module : ZOModule {
+        Service *service;
+    };
+    Service() : ZOCodegen{} {
+        addText = [](ZOCodegen *cg, uint32_t line, const char *text, int64_t length) {
+            return of(cg)->answer("text " + std::to_string(line) + " " + std::to_string(length) +
+                                  " " + (text == code ? "code" : text));
+        };
+        addFormat = add_format;
+        addStructs = [](ZOCodegen *cg, const ZOCodegenStruct *s, uint32_t count) {
+            of(cg)->seen = s;
+            return of(cg)->answer("structs " + std::to_string(count));
+        };
+        compile = [](ZOCodegen *cg, ZOWord first, ZOWord second) -> ZOModule * {
+            of(cg)->record("compile " + std::to_string(first) + " " + std::to_string(second));
+            return of(cg)->compiles ? &of(cg)->module : nullptr;
+        };
+        module.service = this;
+        module.symbol = [](ZOModule *m, const char *name) -> void * {
+            Service *const self = static_cast<Module *>(m)->service;
+            self->record(std::string("symbol ") + name);
+            self->slots_at_lookup.push_back(slots_of(self->tree));
+            return std::strcmp(name, self->absent) == 0
+                       ? nullptr
+                       : self->symbols + self->slots_at_lookup.size();
+        };
+    }
+    static uint32_t add_format(ZOCodegen *cg, uint32_t line, const char *format, ...) {
+        char text[200];
+        va_list list;
+        va_start(list, format);
+        std::vsnprintf(text, sizeof text, format, list);
+        va_end(list);
+        return of(cg)->answer("format " + std::to_string(line) + " " + format + " -> " + text);
+    }
+    static Service *of(ZOCodegen *cg) { return static_cast<Service *>(cg); }
+    uint32_t answer(const std::string &call) {
+        record(call);
+        const auto it = statuses.find(++additions);
+        return it == statuses.end() ? 0 : it->second;
+    }
+
+    std::map<int, uint32_t> statuses;
+    int additions = 0;
+    bool compiles = true;
+    const char *absent = "";
+    const ZOCodegenStruct *seen = nullptr;
+    Module module{};
+    ZOEAVLTree *tree = nullptr;
+    char symbols[8] = {};
+    std::vector<std::array<void *, 4>> slots_at_lookup;
+};
+
+Calls seven_additions(bool locked) {
+    const std::string slot = "format 1 #define %s%s (*(%s (**)())(((char *)(h))+%d))%s -> #define ";
+    return {"text 1 -1 //\n// Start of ZOEAVL-generated code\n//\n"
+            "typedef struct ZOEAVLNODE *ZOEAVLp;\ntypedef struct ZOEAVL_ROOT *ZOEAVLRootp;\n"
+            "#define NULL ((void *)0)\n",
+            "format 0 typedef %s%d_t %s;\n -> typedef int64_t intptr_t;\n",
+            slot + "zotLockGet(h,wr,wa) (*(uint32_t (**)())(((char *)(h))+24))(h,wr,wa)",
+            slot + "zotLockRelease(h) (*(uint32_t (**)())(((char *)(h))+32))(h)",
+            "structs 4294967295",
+            locked ? "text 1 -1 \n#define ZOEAVL_DO_LOCK(l, rw)    zotLockGet(l, rw, TRUE)\n"
+                     "#define ZOEAVL_DO_UNLOCK(l)      zotLockRelease(l)\n"
+                   : "text 1 -1 \n#define ZOEAVL_DO_LOCK(l, rw)\n#define ZOEAVL_DO_UNLOCK(l)\n",
+            "text 1 -1 code"};
+}
+
+TEST(Driver, MakesItsCallsInOrderAndJudgesOnce) {
+    for (const bool locked : {true, false})
+        for (int failing = 0; failing <= 10; failing++) {
+            SCOPED_TRACE(failing);
+            Service service;
+            ZOEAVLTree tree{};
+            service.tree = &tree;
+            tree.optable = &cbi32;
+            tree.root.rw = locked ? &service.lock : nullptr;
+            tree.adder = cbi32.adder;
+            if (failing >= 1 && failing <= 7)
+                service.statuses[failing] = failing % 2 ? 1 : 0x80000000;
+            if (failing == 8)
+                service.statuses = {{1, 1}, {4, 0xFFFFFFFF}, {6, 1}};
+            service.compiles = failing != 9;
+            service.absent = failing == 10 ? "Killer" : "";
+            ZOModule *const module = ZOEAVLCodegen(&tree, &service, 31, -32);
+            Calls expected = seven_additions(locked);
+            const bool additions_fail = failing >= 1 && failing <= 8;
+            if (!additions_fail)
+                expected.emplace_back("compile 31 -32");
+            if (!additions_fail && service.compiles)
+                expected.insert(expected.end(), {"symbol Adder", "symbol Finder",
+                                                 "symbol FuzzyFinder", "symbol Killer"});
+            EXPECT_EQ(service.calls(), expected);
+            EXPECT_EQ(tree.optable, &cbi32);
+            if (additions_fail || !service.compiles) {
+                EXPECT_EQ(module, nullptr);
+                EXPECT_EQ(tree.adder, cbi32.adder);
+                EXPECT_EQ(tree.finder, nullptr);
+                continue;
+            }
+            EXPECT_EQ(module, &service.module);
+            const auto slots = slots_of(&tree);
+            for (std::size_t i = 0; i < 4; i++) {
+                EXPECT_EQ(slots[i], failing == 10 && i == 3 ? nullptr : service.symbols + i + 1);
+                for (std::size_t j = 0; j < i; j++)
+                    EXPECT_EQ(service.slots_at_lookup[i][j], slots[j])
+                        << "stored before the next lookup";
+            }
+        }
+}
+
+TEST(Driver, DescribesTheLayouts) {
+    Service service;
+    ZOEAVLTree tree{};
+    service.tree = &tree;
+    ZOEAVLCodegen(&tree, &service, 0, 0);
+    std::string described;
+    for (const ZOCodegenStruct *s = service.seen;; s++) {
+        described += s->name ? s->name : "end";
+        described += " " + std::to_string(s->size) + (s->members ? ":" : "");
+        for (const ZOCodegenMember *m = s->members; m != nullptr; m = m->name ? m + 1 : nullptr)
+            described += std::string(" ") + (m->name ? m->name : "end") + " " +
+                         std::to_string(m->size) + " " + std::to_string(m->offset) + " " +
+                         (m->decl ? m->decl : "none") + ";";
+        described += "\n";
+        if (s->name == nullptr)
+            break;
+    }
+    EXPECT_EQ(described,
+              "ZOEAVL_ROOT 24: headptr 8 0 ZOEAVLp %s; keyoff 4 8 int %s; keylen 4 12 int %s;"
+              " rw 8 16 void *%s; end 0 0 none;\n"
+              "ZOEAVLNODE 16: llink 8 0 ZOEAVLp %s; rlink 8 8 ZOEAVLp %s; end 0 0 none;\n"
+              "end 0\n");
+}
+
+/* ---- Compiled operations
+ * -------------------------------------------------------------------------- */
+
+struct Record {
+    ZOEAVLNODE node;
+    std::int32_t key;
+    char bytes[4]; /* the key once more, in an order that memcmp has */
+};
+
+struct Order {
+    const char *text;
+    std::int32_t keyoff, keylen;
+    bool descending;
+    bool finds_by_twice_the_key;
+};
+
+const Order orders[] = {
+    {"#define ZOEAVL_COMP(a,b,n,p,f) { int c = __builtin_memcmp((a), (b), (n)); \\\n"
+     "    if (c < 0) goto p; else if (c > 0) goto f; }",
+     offsetof(Record, bytes), 4, false, false},
+    {"#define ZOEAVL_COMP(a,b,n,p,f) { int x = *(int *)(a), y = *(int *)(b); \\\n"
+     "    if (x < y) goto p; else if (x > y) goto f; }",
+     offsetof(Record, key), 1, false, false},
+    {"static int by_half(void *a, void *b) { long x = *(long *)a / 2, y = *(int *)b; \\\n"
+     "    return (x < y) - (x > y); }\n"
+     "#define ZOEAVL_COMP(a,b,n,p,f) if (*(int *)(a) > *(int *)(b)) goto p; else \\\n"
+     "    if (*(int *)(a) < *(int *)(b)) goto f;\n"
+     "#define ZOEAVL_FINDCOMP(a,b,n,p,f) { int c = by_half((a), (b)); if (c < 0) goto p; else if "
+     "(c > "
+     "0) goto f; }",
+     offsetof(Record, key), 1, true, true},
+};
+
+int temporary_entries() {
+    int count = 0;
+    const char *const folder = std::getenv("TMPDIR");
+    DIR *const entries = opendir(folder ? folder : "/tmp");
+    while (const dirent *entry = readdir(entries))
+        count += std::strncmp(entry->d_name, "zoeavl-", 7) == 0;
+    closedir(entries);
+    return count;
+}
+
+class Generated : public testing::Test {
+  protected:
+    Generated() : extension((zoextent(zoeavl_host()), zoeavl(nullptr, nullptr))) {}
+    ~Generated() override {
+        for (ZOEAVLTree *tree : created)
+            tree->destroy(tree);
+        extension->RealDestroy(extension);
+    }
+
+    ZOEAVLTree *create(const Order &order, std::uint32_t flags) {
+        const ZOEAVLParms parms{order.keylen, order.keyoff, ZOEAVL_KEYTYPE_GENERATED,
+                                flags,        nullptr,      0};
+        return created.emplace_back(extension->Create(extension, &parms, nullptr, nullptr));
+    }
+    static ZOModule *generate(ZOEAVLTree *tree, const char *text, ZOJournal *journal = nullptr,
+                              const char *options = nullptr) {
+        ZOCodegen *const codegen = zoeavl_host_codegen(journal);
+        codegen->addText(codegen, 1, text, -1);
+        ZOModule *const module = tree->Codegen(tree, codegen, reinterpret_cast<ZOWord>(options), 0);
+        codegen->Destroy(codegen);
+        return module;
+    }
+    ZOEAVLExtension *extension;
+    std::vector<ZOEAVLTree *> created;
+};
+
+void run_against_model(const Order &order, ZOEAVLTree *tree, unsigned steps) {
+    constexpr std::size_t limit = 200;
+    std::vector<Record> records(limit);
+    for (std::size_t i = 0; i < limit; i++) {
+        records[i].key = static_cast<std::int32_t>(order.descending ? limit - i : i);
+        std::memcpy(records[i].bytes, "\0\0\x7F", 4);
+        records[i].bytes[3] = static_cast<char>(i);
+    }
+    std::vector<bool> present(limit);
+    model::Tree expected;
+    std::mt19937 random(5);
+    for (unsigned step = 0; step < steps; step++) {
+        const std::size_t pick = random() % limit;
+        Record twin = records[pick];
+        const auto place = static_cast<std::size_t>(
+            std::count(present.begin(), present.begin() + static_cast<std::ptrdiff_t>(pick), true));
+        const ZOEAVLp here = present[pick] ? &records[pick].node : nullptr;
+        std::int64_t twice = 2 * twin.key;
+        char *const key = reinterpret_cast<char *>(&twin) + order.keyoff;
+        const void *const lookup_key =
+            order.finds_by_twice_the_key ? static_cast<void *>(&twice) : key;
+        ZOEAVLp previous = &twin.node;
+        ZOEAVLp next = &twin.node;
+        ASSERT_EQ(tree->finder(&tree->root, lookup_key), here);
+        ASSERT_EQ(tree->fuzzier(&tree->root, lookup_key, &previous, step % 2 ? &next : nullptr),
+                  here);
+        ASSERT_EQ(previous, expected.before(place));
+        ASSERT_EQ(next, step % 2 ? expected.at(here ? place + 1 : place) : &twin.node);
+        ASSERT_EQ(tree->fuzzier(&tree->root, lookup_key, nullptr, &next), here);
+        if (random() % 8 < (step / 700 % 2 == 0 ? 6U : 1U)) {
+            ASSERT_EQ(tree->adder(&tree->root, here ? &twin.node : &records[pick].node),
+                      here ? here : &records[pick].node);
+            if (!here)
+                expected.insert(place, &records[pick].node);
+            present[pick] = true;
+        } else {
+            ASSERT_EQ(tree->killer(&tree->root, key), here);
+            if (here)
+                expected.remove(place);
+            present[pick] = false;
+        }
+        ASSERT_TRUE(model::same(expected, tree->root.headptr)) << "step " << step;
+    }
+}
+
+TEST_F(Generated, OperationsAgreeWithTheModel) {
+    const int left_before = temporary_entries();
+    std::vector<std::pair<ZOEAVLTree *, ZOModule *>> made;
+    for (const Order &order : orders)
+        for (const std::uint32_t flags : {0U, ZOEAVL_PARM_NOLOCK}) {
+            ZOEAVLTree *const tree = create(order, flags);
+            ZOModule *const module =
+                generate(tree, order.text, nullptr, std::getenv("ZOEAVL_GENERATED_OPTIONS"));
+            ASSERT_NE(module, nullptr) << order.text;
+            made.emplace_back(tree, module);
+        }
+    for (std::size_t i = 0; i < made.size(); i++)
+        ASSERT_NO_FATAL_FAILURE(run_against_model(orders[i / 2], made[i].first, 5000)) << i;
+    for (const auto &[tree, module] : made)
+        module->Destroy(module);
+    EXPECT_EQ(temporary_entries(), left_before);
+}
+
+TEST_F(Generated, LockedOperationsTakeTheLockAsTheBuiltInTwinsDo) {
+    RecordingHost host;
+    ZOEAVLTree *const tree = create(orders[1], 0);
+    ZOLock *const own = tree->root.rw;
+    ZOModule *const module =
+        generate(tree, orders[1].text, nullptr, std::getenv("ZOEAVL_GENERATED_OPTIONS"));
+    tree->root.rw = &host.lock;
+    std::vector<Record> records(30);
+    const auto once = [&](const char *get) { EXPECT_EQ(host.calls(), (Calls{get, "Release"})); };
+    for (int round = 0; round < 2; round++)
+        for (std::size_t i = 0; i < records.size(); i++) {
+            records[i].key = static_cast<std::int32_t>(i * 11 % 30);
+            tree->adder(&tree->root, &records[i].node);
+            once("Get 1 1");
+        }
+    for (std::int32_t key = -1; key <= 30; key++) {
+        tree->finder(&tree->root, &key);
+        once("Get 0 1");
+        tree->fuzzier(&tree->root, &key, nullptr, nullptr);
+        once("Get 0 1");
+    }
+    for (std::int32_t key = -1; key <= 30; key++) {
+        tree->killer(&tree->root, &key);
+        once("Get 1 1");
+    }
+    ZOEAVLp found = &records[0].node;
+    EXPECT_EQ(tree->fuzzier(&tree->root, nullptr, &found, nullptr), nullptr);
+    once("Get 0 1");
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(tree->killer(&tree->root, nullptr), nullptr);
+    once("Get 1 1");
+    EXPECT_EQ(tree->finder(&tree->root, nullptr), nullptr);
+    once("Get 0 1");
+    tree->root.rw = own;
+    module->Destroy(module);
+}
+
+TEST_F(Generated, RefusalsReachTheJournalAndLeaveNothingBehind) {
+    const int left_before = temporary_entries();
+    ZOJournal *const journal = zoeavl_host_journal(nullptr);
+    ZOEAVLTree *const tree = create(orders[0], 0);
+    const ZOEAVLTree before = *tree;
+    EXPECT_EQ(generate(tree, "// no comparison", journal), nullptr);
+    EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "ZOEAVL_COMP"), nullptr);
+    EXPECT_EQ(generate(tree, "#error \"the caller's own words\"", journal), nullptr);
+    EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "the caller's own words"), nullptr);
+    EXPECT_EQ(generate(tree, orders[0].text, journal, "--no-such-option"), nullptr);
+    EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "no-such-option"), nullptr);
+    setenv("CC", "/nonexistent/compiler -O1", 1);
+    EXPECT_EQ(generate(tree, orders[0].text, journal), nullptr);
+    unsetenv("CC");
+    EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "/nonexistent/compiler"), nullptr);
+    EXPECT_EQ(std::memcmp(&before, tree, sizeof before), 0);
+    EXPECT_EQ(temporary_entries(), left_before);
+    zoeavl_host_journal_end(journal);
+}
+
+TEST_F(Generated, UnitCompilesWithoutWarnings) {
+    for (const std::uint32_t flags : {0U, ZOEAVL_PARM_NOLOCK}) {
+        ZOJournal *const journal = zoeavl_host_journal(nullptr);
+        ZOEAVLTree *const tree = create(orders[1], flags);
+        ZOModule *const module = generate(tree, orders[1].text, journal, "-Wall -Werror");
+        EXPECT_NE(module, nullptr) << zoeavl_host_journal_text(journal);
+        if (module != nullptr)
+            module->Destroy(module);
+        zoeavl_host_journal_end(journal);
+    }
+}
+
+TEST_F(Generated, SeveralThreadsMayGenerateAtOnce) {
+    std::vector<ZOEAVLTree *> trees;
+    for (int i = 0; i < 4; i++)
+        trees.push_back(create(orders[i % 3], 0));
+    std::vector<ZOModule *> modules(trees.size());
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < trees.size(); i++)
+        threads.emplace_back([&, i] { modules[i] = generate(trees[i], orders[i % 3].text); });
+    for (std::thread &thread : threads)
+        thread.join();
+    for (std::size_t i = 0; i < trees.size(); i++) {
+        ASSERT_NE(modules[i], nullptr);
+        run_against_model(orders[i % 3], trees[i], 500);
+        modules[i]->Destroy(modules[i]);
+    }
+}
+
+} // namespace
