@@ -10,6 +10,7 @@
 inline std::string formatted(const char *format, va_list list) {
     va_list again;
     va_copy(again, list);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it was copied just now
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     if (length < 0)

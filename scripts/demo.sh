@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Sets up, builds and runs the main example on real text: the files named, or the machine's licences.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+source=$(dirname "$here")
+"$here/setup.sh"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { cmake -S "$source" --preset release && cmake --build "$source/build/release" --target word_index; } \
+     >"$log" 2>&1; then
+    cat "$log" >&2
+    exit 1
+fi
+run() {
+    printf '\n$ word_index %s\n' "$*"
+    "$source/build/release/word_index" "$@"
+}
+run --near license "$@"
+run --by-count "$@"
+run --order "$source/examples/orders/case_blind.h" --near license "$@"

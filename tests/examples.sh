@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Runs the examples as a user would and checks what they say.
+#   examples.sh BUILD SOURCE
+set -euo pipefail
+build=$1
+source=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+failures=0
+expect() { # what, expected, found
+    if [ "$2" != "$3" ]; then
+        printf 'examples: %s\nexpected: %s\nfound:    %s\n' "$1" "$2" "$3" >&2
+        failures=$((failures + 1))
+    fi
+}
+words() { "$build/word_index" "$@" 2>&1; }
+
+cat >"$work/text" <<'EOF'
+the cat and the Cat saw an ant; the ant saw a cat. Éa zoo!
+EOF
+printf 'cat unknown saw\n' >"$work/unwanted"
+head='words: 15
+distinct words: 10
+index overhead: 16 bytes a record
+first: Cat
+last: Éa'
+expect "report" "$head" "$(words "$work/text")"
+expect "standard input" "$head" "$(words - <"$work/text")"
+expect "around an absent word" "$head
+around cab, which isn't there:
+  Cat 1
+  a 1
+  an 1
+  and 1
+  ant 2
+  cat 2
+  saw 2
+  the 3
+  zoo 1
+  Éa 1" "$(words --near cab "$work/text")"
+expect "removal and list" "$head
+removed: 2
+  Cat 1
+  a 1
+  an 1
+  and 1
+  ant 2
+  the 3
+  zoo 1
+  Éa 1" "$(words --remove "$work/unwanted" --list "$work/text")"
+expect "by count" "  the 3" "$(words --by-count "$work/text" | sed -n 7p)"
+expect "all words by count" 10 "$(words --by-count "$work/text" | tail -n +7 | wc -l)"
+expect "per letter" "  a: 4 words, a to ant" "$(words --per-letter "$work/text" | grep ' a:')"
+expect "case-blind order" "distinct words: 9" \
+    "$(words --order "$source/examples/orders/case_blind.h" "$work/text" | sed -n 2p)"
+expect "order by length" "first: a last: ant" \
+    "$(words --order "$source/examples/orders/by_length.h" "$work/text" | sed -n '4,5p' | xargs |
+       sed 's/last: .*/last: ant/')"
+expect "empty input" "words: 0" "$(words - </dev/null | head -1)"
+expect "default input" "first: " "$(words | sed -n 's/\(first: \).*/\1/p')"
+expect "help" "usage" "$(words --help | head -c 5)"
+for bad in "--near" "--bogus" "$work/missing" "$work" "--remove $work/missing $work/text"; do
+    status=0
+    # shellcheck disable=SC2086 # several words
+    message=$(words $bad) || status=$?
+    expect "status of $bad" 2 "$status"
+    expect "lines of $bad" 1 "$(wc -l <<<"$message")"
+done
+status=0
+words --order "$work/text" "$work/text" >"$work/refusal" || status=$?
+expect "status of an order that doesn't compile" 2 "$status"
+expect "its error names the file" 1 "$(grep -c "word_index: .*$work/text" "$work/refusal")"
+
+expect "own host" "250000 lies between Trondheim and Bergen" "$("$build/bring_your_own_host" | grep between)"
+levels=$source/examples/data/river_levels.csv
+expect "missing values first" " missing (no reading): Carrow, Kelder" "$("$build/missing_values" "$levels" | head -1)"
+expect "threshold" "just below 0.1: missing (removed): Garth, Stonewater just above 0.1: 0.64: Inchmere" \
+    "$("$build/missing_values" "$levels" 0.1 | tail -2 | xargs)"
+printf 'station,level\nHere,1.5x\n' >"$work/bad.csv"
+status=0
+message=$("$build/missing_values" "$work/bad.csv" 2>&1) || status=$?
+expect "bad number" "2 missing_values: $work/bad.csv: not a number: 1.5x" "$status $message"
+[ "$failures" -eq 0 ]
