@@ -36,17 +36,18 @@ template <class Key, class Passed>
 [[gnu::always_inline]] inline Landing descend(ZOEAVLp node, const typename Key::Sought &sought,
                                               std::ptrdiff_t offset, Passed passed) {
     for (;;) {
-        const std::uintptr_t to_left = links(node)[left];
-        const std::uintptr_t to_right = links(node)[right];
+        const std::uintptr_t to_left = strip_balance(links(node)[left]);
+        const std::uintptr_t to_right = strip_balance(links(node)[right]);
         const Outcome outcome = Key::compare(sought, key_of(node, offset));
         if (__builtin_expect(outcome.equal, 0))
             return {node, left, true};
         const Side side = static_cast<Side>(outcome.after);
         passed(node, side);
-        const std::uintptr_t next = strip_balance(outcome.after ? to_right : to_left);
+        const std::uintptr_t next = outcome.after ? to_right : to_left;
         if (__builtin_expect(is_thread(next), 0))
             return {node, side, false};
-        node = node_at(next);
+        node =
+            reinterpret_cast<ZOEAVLp>(next); // NOLINT(performance-no-int-to-ptr): has no tag left
     }
 }
 

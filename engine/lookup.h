@@ -44,11 +44,13 @@ template <class Key, class Lock>
             *next = neighbour(landing.node, right);
         return landing.node;
     }
-    const ZOEAVLp beyond = node_at(links(landing.node)[landing.side]);
+    ZOEAVLp around[2];
+    around[landing.side] = node_at(links(landing.node)[landing.side]);
+    around[opposite(landing.side)] = landing.node;
     if (previous != nullptr)
-        *previous = landing.side == left ? beyond : landing.node;
+        *previous = around[left];
     if (next != nullptr)
-        *next = landing.side == left ? landing.node : beyond;
+        *next = around[right];
     return nullptr;
 }
 
