@@ -118,14 +118,8 @@ void rebalance_after_loss(ZOEAVLRootp root, const Step *first, const Step *end) 
     }
 }
 
-} // namespace
-
-void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZOEAVLp node) {
-    const Step parent = end[-1];
-    links(node)[parent.side()] = strip_balance(*parent.link());
-    links(node)[opposite(parent.side())] = make_thread(word_of(parent.node()));
-    lead_to(parent.link(), word_of(node));
-
+/* Climbs the path, on whose last step the side that was taken has grown by one level. */
+void rebalance_after_growth(ZOEAVLRootp root, const Step *first, const Step *end) {
     while (end != first) {
         const Step step = *--end;
         const ZOEAVLp s = step.node();
@@ -139,6 +133,22 @@ void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZO
             make_level(s, opposite(step.side()));
         return;
     }
+}
+
+} // namespace
+
+void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZOEAVLp node) {
+    const Step parent = *--end;
+    const Side other = opposite(parent.side());
+    links(node)[parent.side()] = strip_balance(*parent.link());
+    links(node)[other] = make_thread(word_of(parent.node()));
+    if (leans(parent.node(), other)) {
+        *parent.link() = word_of(node);
+        make_level(parent.node(), other);
+        return;
+    }
+    *parent.link() = word_of(node) | balance_bit;
+    rebalance_after_growth(root, first, end);
 }
 
 void unlink_and_rebalance(ZOEAVLRootp root, Step *first, Step *end, ZOEAVLp node) {
