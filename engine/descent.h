@@ -29,6 +29,7 @@ struct Landing {
  *     Sought                        the sought key as it is held during the descent
  *     load(key, root) -> Sought     runs once, after the tree was seen not to be empty
  *     compare(Sought, key) -> Outcome    sought key against the key field of a node
+ *     takes_long                    a comparison takes long enough to fetch both children meanwhile
  *
  * `passed` sees each node that the search leaves, with the side. Which way a search turns can't be
  * predicted, so both links are loaded ahead of the comparison and one is selected by it. */
@@ -38,6 +39,10 @@ template <class Key, class Passed>
     for (;;) {
         const std::uintptr_t to_left = strip_balance(links(node)[left]);
         const std::uintptr_t to_right = strip_balance(links(node)[right]);
+        if constexpr (Key::takes_long) {
+            __builtin_prefetch(node_at(to_left));
+            __builtin_prefetch(node_at(to_right));
+        }
         const Outcome outcome = Key::compare(sought, key_of(node, offset));
         if (__builtin_expect(outcome.equal, 0))
             return {node, left, true};

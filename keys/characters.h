@@ -24,6 +24,7 @@ static_assert(sizeof(wchar_t) == sizeof(zochar));
 
 template <class String>
 struct FixedCharacters {
+    static constexpr bool takes_long = true;
     struct Sought {
         const void *chars;
         std::size_t length;

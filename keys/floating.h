@@ -8,6 +8,7 @@ namespace avl {
 
 /* A NaN compares equal to everything: neither test holds. */
 struct Double {
+    static constexpr bool takes_long = false;
     using Sought = double;
     [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
         return read<double>(key);
@@ -20,6 +21,7 @@ struct Double {
 
 /* A total order: missing values by their code, then the numbers. */
 struct MissingDouble {
+    static constexpr bool takes_long = false;
     struct Sought {
         double value;
         unsigned missing_code; /* 0 for a number */
@@ -31,7 +33,8 @@ struct MissingDouble {
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
         const double value = read<double>(key);
         if (sought.missing_code == 0) // a missing `value` is not above, hence `sought` after it
-            return {sought.value == value, !(value > sought.value)};
+            return {!__builtin_islessgreater(sought.value, value) && !is_missing(value),
+                    !(value > sought.value)};
         if (!is_missing(value))
             return {false, false};
         return order(sought.missing_code, missing_code(key));

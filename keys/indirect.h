@@ -8,6 +8,7 @@ namespace avl {
 
 template <class Direct>
 struct Indirect {
+    static constexpr bool takes_long = true;
     using Sought = typename Direct::Sought;
     [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *root) {
         return Direct::load(read<const void *>(key), root);

@@ -8,6 +8,7 @@ namespace avl {
 
 template <class Integer>
 struct Scalar {
+    static constexpr bool takes_long = false;
     using Sought = Integer;
     [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
         return read<Integer>(key);
@@ -19,6 +20,7 @@ struct Scalar {
 
 template <class Integer>
 struct Array {
+    static constexpr bool takes_long = false;
     struct Sought {
         const char *elements;
         std::ptrdiff_t count; /* all keys are equal if it is negative */

@@ -8,6 +8,7 @@ namespace avl {
 
 template <class String>
 struct VaryingCharacters {
+    static constexpr bool takes_long = true;
     struct Sought {
         const void *record;
         std::uint32_t length;
