@@ -2,8 +2,8 @@
 # Installs what a bare Debian machine lacks to build, test and check zoeavl; quiet, and only what is
 # missing. Further packages may be named.
 set -euo pipefail
-wanted=(g++ gcc cmake ninja-build clang clang-format clang-tidy libclang-rt-dev libgtest-dev
-        pkg-config binutils git "$@")
+wanted=(g++ gcc cmake ninja-build clang clang-format clang-tidy libgtest-dev pkg-config binutils
+        dpkg-dev file git "$@")
 missing=()
 for package in "${wanted[@]}"; do
     dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")

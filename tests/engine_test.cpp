@@ -179,6 +179,12 @@ TEST(Engine, WritesNothingOnEqualKeysSearchesAndAbsentKeys) {
     }
     memory.allow(PROT_READ);
     root_memory.allow(PROT_READ);
+    std::size_t walked = 0;
+    for (ZOEAVLp node = ZOEAVLFirst(root); node != nullptr; node = ZOEAVLNext(node))
+        walked++;
+    for (ZOEAVLp node = ZOEAVLLast(root); node != nullptr; node = ZOEAVLPrev(node))
+        walked++;
+    EXPECT_EQ(walked, 2 * count);
     for (std::int32_t key = -1; key <= static_cast<std::int32_t>(2 * count); key++) {
         Record twin{{nullptr, nullptr}, key};
         ZOEAVLp previous;
