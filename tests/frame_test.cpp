@@ -4,8 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "lock_discipline.h"
 #include "model.h"
-#include "recording_host.h"
 
 namespace {
 
@@ -341,46 +341,9 @@ TEST_F(Frame, GenericWrappersLockAroundTheTablesSlots) {
 }
 
 TEST_F(Frame, LockedTwinsTakeTheLockOnceOnEveryPath) {
-    ZOEAVLTree *const tree = create(parms_for(5, 1));
-    ZOEAVL_ROOT *const root = &tree->root;
-    host.calls();
-    const auto once = [&](const char *get) { EXPECT_EQ(host.calls(), (Calls{get, "Release"})); };
-    std::vector<Record> records(64);
-    for (std::size_t i = 0; i < records.size(); i++) // first node, rotations, levelling, growth
-        records[i].key = static_cast<std::int64_t>(i * 29 % records.size());
-    std::int64_t key = 0;
-    for (const bool again : {false, true})
-        for (Record &record : records) {
-            EXPECT_EQ(tree->adder(root, &record.node), &record.node);
-            once("Get 1 1");
-            if (again) {
-                Record twin = record;
-                EXPECT_EQ(tree->adder(root, &twin.node), &record.node);
-                once("Get 1 1");
-            }
-        }
-    for (key = -1; key <= 64; key++) {
-        tree->finder(root, &key);
-        once("Get 0 1");
-        tree->fuzzier(root, &key, nullptr, nullptr);
-        once("Get 0 1");
-    }
-    for (const std::int64_t gone : {-1, 64})
-        EXPECT_EQ(tree->killer(root, &(key = gone)), nullptr), once("Get 1 1");
-    for (key = 63; key >= 0; key--) {
-        ZOEAVLp removed = tree->finder(root, &key);
-        host.calls();
-        host.on_release = [&] { EXPECT_EQ(model::words_of(removed), (model::Words{0, 0})); };
-        EXPECT_EQ(tree->killer(root, &key), removed);
-        host.on_release = nullptr;
-        once("Get 1 1");
-    }
-    EXPECT_EQ(tree->killer(root, nullptr), nullptr) << "no key is read of an empty tree";
-    once("Get 1 1");
-    EXPECT_EQ(tree->finder(root, nullptr), nullptr);
-    once("Get 0 1");
-    EXPECT_EQ(tree->fuzzier(root, nullptr, nullptr, nullptr), nullptr);
-    once("Get 0 1");
+    ZOEAVLParms parms = parms_for(3, 1);
+    parms.keyoff = offsetof(LockedRecord, key);
+    expect_one_lock_an_operation(host, create(parms));
 }
 
 TEST_F(Frame, OnlyTheNeighbourLookupReadsTheHeadAheadOfTheLock) {

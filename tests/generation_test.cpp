@@ -9,8 +9,8 @@
 #include <sstream>
 #include <thread>
 
+#include "lock_discipline.h"
 #include "model.h"
-#include "recording_host.h"
 #include "zoeavl_host.h"
 
 namespace {
@@ -351,8 +351,7 @@ TEST_F(Generated, OperationsAgreeWithTheModel) {
     for (const Order &order : orders)
         for (const std::uint32_t flags : {0U, ZOEAVL_PARM_NOLOCK}) {
             ZOEAVLTree *const tree = create(order, flags);
-            ZOModule *const module =
-                generate(tree, order.text, nullptr, std::getenv("ZOEAVL_GENERATED_OPTIONS"));
+            ZOModule *const module = generate(tree, order.text);
             ASSERT_NE(module, nullptr) << order.text;
             made.emplace_back(tree, module);
         }
@@ -372,35 +371,9 @@ TEST_F(Generated, LockedOperationsTakeTheLockAsTheBuiltInTwinsDo) {
     RecordingHost host;
     ZOEAVLTree *const tree = create(orders[1], 0);
     ZOLock *const own = tree->root.rw;
-    ZOModule *const module =
-        generate(tree, orders[1].text, nullptr, std::getenv("ZOEAVL_GENERATED_OPTIONS"));
+    ZOModule *const module = generate(tree, orders[1].text);
     tree->root.rw = &host.lock;
-    std::vector<Record> records(30);
-    const auto once = [&](const char *get) { EXPECT_EQ(host.calls(), (Calls{get, "Release"})); };
-    for (int round = 0; round < 2; round++)
-        for (std::size_t i = 0; i < records.size(); i++) {
-            records[i].key = static_cast<std::int32_t>(i * 11 % 30);
-            tree->adder(&tree->root, &records[i].node);
-            once("Get 1 1");
-        }
-    for (std::int32_t key = -1; key <= 30; key++) {
-        tree->finder(&tree->root, &key);
-        once("Get 0 1");
-        tree->fuzzier(&tree->root, &key, nullptr, nullptr);
-        once("Get 0 1");
-    }
-    for (std::int32_t key = -1; key <= 30; key++) {
-        tree->killer(&tree->root, &key);
-        once("Get 1 1");
-    }
-    ZOEAVLp found = &records[0].node;
-    EXPECT_EQ(tree->fuzzier(&tree->root, nullptr, &found, nullptr), nullptr);
-    once("Get 0 1");
-    EXPECT_EQ(found, nullptr);
-    EXPECT_EQ(tree->killer(&tree->root, nullptr), nullptr);
-    once("Get 1 1");
-    EXPECT_EQ(tree->finder(&tree->root, nullptr), nullptr);
-    once("Get 0 1");
+    expect_one_lock_an_operation(host, tree);
     tree->root.rw = own;
     module->Destroy(module);
 }
