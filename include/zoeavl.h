@@ -223,8 +223,7 @@ ZO_ASSERT_OFFSET(ZOEAVLParms, context, 24);
 ZO_ASSERT_SIZE(ZOEAVLParms, 32);
 
 /* The tree object. Drive a tree through these slots; mind that their first arguments differ.
- * Callers may write `root.headptr` (null, after a list conversion), `treeflags` and, with key type
- * 25, nothing else. */
+ * Callers may write `root.headptr` (null, after a list conversion) and `treeflags`. */
 struct ZOEAVLTree {
     char tag[4]; /* "nevo" */
     char *name;  /* private copy of the name, without a terminating zero; or null */
