@@ -51,8 +51,7 @@ template <class Key, class Passed>
         const std::uintptr_t next = outcome.after ? to_right : to_left;
         if (__builtin_expect(is_thread(next), 0))
             return {node, side, false};
-        node =
-            reinterpret_cast<ZOEAVLp>(next); // NOLINT(performance-no-int-to-ptr): has no tag left
+        node = node_at_plain(next);
     }
 }
 

@@ -101,8 +101,11 @@ constexpr std::uintptr_t keep_balance(std::uintptr_t target, std::uintptr_t sour
 static_assert(strip_balance(null_thread) == 2 && address(null_thread) == 0);
 static_assert(keep_balance(0x1001, 0x2003) == 0x2003 && keep_balance(0x1000, 0x2003) == 0x2002);
 
+inline ZOEAVLp node_at_plain(std::uintptr_t untagged) {
+    return reinterpret_cast<ZOEAVLp>(untagged); // NOLINT(performance-no-int-to-ptr)
+}
 inline ZOEAVLp node_at(std::uintptr_t link) {
-    return reinterpret_cast<ZOEAVLp>(address(link)); // NOLINT(performance-no-int-to-ptr)
+    return node_at_plain(address(link));
 }
 inline std::uintptr_t word_of(const ZOEAVLNODE *node) {
     return reinterpret_cast<std::uintptr_t>(node);

@@ -3,8 +3,8 @@
 namespace avl {
 namespace {
 
-/* What a side of `owner` becomes when it takes over `link` from `giver`: the child, or, where there
- * is none, a thread to the giver. */
+/* What a node holds once it took over the subtree at `link` from `giver`: the child, or, where
+ * there is none, a thread to the giver. */
 std::uintptr_t taken_over(std::uintptr_t link, ZOEAVLp giver) {
     return is_thread(link) ? make_thread(word_of(giver)) : strip_balance(link);
 }
