@@ -6,52 +6,77 @@
 
 namespace avl {
 
-/* A NaN compares equal to everything: neither test holds. */
+/* A double that is sought, made ready for tests on bits, since flags come late from a comparison of
+ * doubles and every level waits for them. Bits order as signed integers do when the sought number
+ * is positive; when it is negative, they do so once all but the sign were flipped on both sides. */
+struct SoughtDouble {
+    static constexpr std::int64_t all_but_sign = INT64_MAX;
+    static constexpr std::int64_t infinity = 0x7FF0000000000000;
+    static constexpr bool is_nan(std::int64_t bits) { return (bits & all_but_sign) > infinity; }
+
+    explicit SoughtDouble(std::int64_t bits_)
+        : bits(bits_), flip(bits < 0 ? all_but_sign : 0),
+          significant((bits & all_but_sign) == 0 ? all_but_sign : -1) {}
+    [[nodiscard]] bool equals(std::int64_t other) const {
+        return ((bits ^ other) & significant) == 0;
+    }
+    [[nodiscard]] bool is_above(std::int64_t other) const { return (other ^ flip) < (bits ^ flip); }
+
+    std::int64_t bits;
+    std::int64_t flip;
+    std::int64_t significant; /* the sign of a zero isn't */
+};
+
+/* A NaN compares equal to everything: neither test, above nor below, holds. */
 struct Double {
     static constexpr bool takes_long = false;
-    using Sought = double;
+    using Sought = SoughtDouble;
     [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
-        return read<double>(key);
+        SoughtDouble sought(read<std::int64_t>(key));
+        if (SoughtDouble::is_nan(sought.bits))
+            sought.significant = 0;
+        return sought;
     }
-    [[gnu::always_inline]] static Outcome compare(Sought sought, const void *key) {
-        const double value = read<double>(key);
-        return {!__builtin_islessgreater(sought, value), sought > value};
+    [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
+        const auto bits = read<std::int64_t>(key);
+        return {sought.equals(bits) || SoughtDouble::is_nan(bits), sought.is_above(bits)};
     }
 };
 
 /* A total order: missing values by their code, then the numbers. */
 struct MissingDouble {
     static constexpr bool takes_long = false;
+    static constexpr unsigned last_code = 28;
+    static constexpr unsigned default_code = 2;
+    static constexpr unsigned number = last_code + 1;
+
     struct Sought {
-        double value;
-        unsigned missing_code; /* 0 for a number */
+        SoughtDouble value; /* a missing one equals no number and is above none */
+        unsigned rank;      /* the missing code, or `number` */
     };
     [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
-        const double value = read<double>(key);
-        return {value, is_missing(value) ? missing_code(key) : 0};
+        SoughtDouble value(read<std::int64_t>(key));
+        if (!SoughtDouble::is_nan(value.bits))
+            return {value, number};
+        value.flip = value.bits ^ INT64_MIN;
+        return {value, missing_code(value.bits)};
     }
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
-        const double value = read<double>(key);
-        if (sought.missing_code == 0) // a missing `value` is not above, hence `sought` after it
-            return {!__builtin_islessgreater(sought.value, value) && !is_missing(value),
-                    !(value > sought.value)};
-        if (!is_missing(value))
-            return {false, false};
-        return order(sought.missing_code, missing_code(key));
+        const auto bits = read<std::int64_t>(key);
+        if (__builtin_expect(SoughtDouble::is_nan(bits), 0))
+            return order(sought.rank, missing_code(bits));
+        return {sought.value.equals(bits), sought.value.is_above(bits)};
     }
 
-    /* The code is the negation of byte 5 of the stored value; what is out of range counts as 2. */
+    /* The code is the negation of byte 5 of the stored value, if there is such a code. */
     static constexpr unsigned code_of_byte(std::uint8_t byte) {
         const unsigned code = (256U - byte) % 256U;
-        return code >= 1 && code <= 28 ? code : 2;
+        return code >= 1 && code <= last_code ? code : default_code;
     }
 
   private:
-    static bool is_missing(double value) {
-        return value != value;
-    } // NOLINT(misc-redundant-expression)
-    static unsigned missing_code(const void *key) {
-        return code_of_byte(read<std::uint8_t>(static_cast<const char *>(key) + 5));
+    static unsigned missing_code(std::int64_t nan) {
+        return code_of_byte(static_cast<std::uint8_t>(nan >> 40));
     }
 };
 static_assert(MissingDouble::code_of_byte(0xFF) == 1 && MissingDouble::code_of_byte(0xE4) == 28);

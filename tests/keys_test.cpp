@@ -354,6 +354,44 @@ TEST(DoubleKeys, NanEqualsWhateverItMeets) {
     EXPECT_EQ(cbdbl.killer(&root, &records[5].key), &records[7].node);
 }
 
+/* Where `code_of` gives 0 for a number, and the plain type sees no missing values at all. */
+unsigned code_of(double value) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    const unsigned code = static_cast<std::uint8_t>(-(bits >> 40));
+    return !std::isnan(value) ? 0 : code >= 1 && code <= 28 ? code : 2;
+}
+
+TEST(DoubleKeys, EveryPairOfBitPatternsComparesAsDoublesDo) {
+    std::vector<double> values;
+    for (const std::uint64_t magnitude :
+         {0x0000000000000000UL, 0x0000000000000001UL, 0x000FFFFFFFFFFFFFUL, 0x0010000000000000UL,
+          0x3FF0000000000000UL, 0x3FF0000000000001UL, 0x7FEFFFFFFFFFFFFFUL, 0x7FF0000000000000UL,
+          0x7FF0000000000001UL, 0x7FF0FF0000000000UL, 0x7FF8E30000000000UL, 0x7FFFE4FFFFFFFFFFUL,
+          0x7FFFFFFFFFFFFFFFUL})
+        for (const std::uint64_t sign : {0x0000000000000000UL, 0x8000000000000000UL}) {
+            const std::uint64_t bits = magnitude | sign;
+            std::memcpy(&values.emplace_back(), &bits, sizeof bits);
+        }
+    for (const double sought : values)
+        for (const double there : values)
+            for (const ZOEAVLOpTable *table : {&cbdbl, &cbmdbl}) {
+                DoubleRecord old{{}, there};
+                DoubleRecord added{{}, sought};
+                ZOEAVL_ROOT root{nullptr, offsetof(DoubleRecord, key), 1, nullptr};
+                const unsigned codes[] = {code_of(sought), code_of(there)};
+                const bool by_code = table == &cbmdbl && (codes[0] != 0 || codes[1] != 0);
+                const bool below = by_code ? codes[0] != 0 && (codes[1] == 0 || codes[0] < codes[1])
+                                           : sought < there;
+                const bool above = by_code ? codes[1] != 0 && (codes[0] == 0 || codes[0] > codes[1])
+                                           : sought > there;
+                table->adder(&root, &old.node);
+                table->adder(&root, &added.node);
+                EXPECT_EQ(ZOEAVLFirst(&root) == &added.node, below) << sought << " " << there;
+                EXPECT_EQ(ZOEAVLLast(&root) == &added.node, above) << sought << " " << there;
+            }
+}
+
 TEST(Tables, AreAdjacentConstantAndShareNoFunction) {
     std::set<const void *> functions;
     for (std::size_t i = 0; i < types().size(); i++) {
