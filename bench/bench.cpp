@@ -134,6 +134,12 @@ double for_each_whole_order(const Order &order, std::size_t count, auto untimed,
     return total;
 }
 
+/* The same with every record in the tree ahead of each measurement. */
+double for_each_whole_order_of_full(auto &c, const Order &order, std::size_t count, auto measured) {
+    return for_each_whole_order(
+        order, count, [&] { c.clear(), fill(c, count); }, measured);
+}
+
 struct Insert {
     static constexpr const char *name = "insertion";
     static constexpr Extra extra = Extra::none;
@@ -154,12 +160,10 @@ struct Erase {
     static constexpr bool changes_tree = true;
     static double run(const auto &data, auto &c, const Order &order) {
         const std::size_t count = data.present.size();
-        return for_each_whole_order(
-            order, count, [&] { c.clear(), fill(c, count); },
-            [&](auto at) {
-                for (std::size_t i = 0; i < count; i++)
-                    c.erase(data.present[*at++]);
-            });
+        return for_each_whole_order_of_full(c, order, count, [&](auto at) {
+            for (std::size_t i = 0; i < count; i++)
+                c.erase(data.present[*at++]);
+        });
     }
 };
 struct Walk {
@@ -180,9 +184,8 @@ struct Flatten {
         c.flatten();
     }
     {
-        const std::size_t count = data.present.size();
-        return for_each_whole_order(
-            order, count, [&] { c.clear(), fill(c, count); }, [&](auto) { c.flatten(); });
+        return for_each_whole_order_of_full(c, order, data.present.size(),
+                                            [&](auto) { c.flatten(); });
     }
 };
 struct Rekey {
@@ -193,9 +196,8 @@ struct Rekey {
         c.rekey();
     }
     {
-        const std::size_t count = data.present.size();
-        return for_each_whole_order(
-            order, count, [&] { c.clear(), fill(c, count); }, [&](auto) { c.rekey(); });
+        return for_each_whole_order_of_full(c, order, data.present.size(),
+                                            [&](auto) { c.rekey(); });
     }
 };
 

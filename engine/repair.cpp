@@ -142,6 +142,7 @@ void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZO
     const Side other = opposite(parent.side());
     links(node)[parent.side()] = strip_balance(*parent.link());
     links(node)[other] = make_thread(word_of(parent.node()));
+    /* The missing child wasn't the taller side, so the parent becomes level or grows itself. */
     if (leans(parent.node(), other)) {
         *parent.link() = word_of(node);
         make_level(parent.node(), other);
