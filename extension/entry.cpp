@@ -24,14 +24,14 @@ ZOEAVLExtension *zoeavl(void *, ZOJournal *journal) {
     poolparm.extent = ZOPOOL_EXTENT;
     ZOPool *const pool = host->PoolCreate(host, &poolparm, journal, "ZOEAVL Extension");
     if (pool == nullptr) {
-        avl::report_lack_of_resources(journal);
+        zoe::engine::report_lack_of_resources(journal);
         return nullptr;
     }
     auto *const extension =
         static_cast<ZOEAVLExtension *>(pool->Alloc(pool, sizeof(ZOEAVLExtension), ZOPOOL_ZEROFILL));
     if (extension == nullptr) {
         pool->Destroy(pool);
-        avl::report_lack_of_resources(journal);
+        zoe::engine::report_lack_of_resources(journal);
         return nullptr;
     }
     extension->pool = pool;

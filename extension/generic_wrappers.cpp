@@ -1,8 +1,8 @@
 /* Locked slots for a caller's own table: each runs the table's plain slot with the lock held. */
-#include "../engine/locking.h"
+#include "zoeavl/engine/locking.hpp"
 
 namespace {
-using namespace avl;
+using namespace zoe::engine;
 
 /* The table of the tree object that `root` is embedded in. */
 const ZOEAVLOpTable *table_of(ZOEAVLRootp root) {

@@ -4,7 +4,7 @@
 
 #include "zosupport.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* Says that a pool, a block or a lock couldn't be had. `journal` may be null. */
 inline void report_lack_of_resources(ZOJournal *journal) {
@@ -12,6 +12,6 @@ inline void report_lack_of_resources(ZOJournal *journal) {
         zolStatusToJnl(journal, ZOJOURNAL_LEVEL, static_cast<int32_t>(ZOEAVL_STATUS_RESOURCE));
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

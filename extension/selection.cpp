@@ -1,6 +1,6 @@
 #include "selection.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 namespace {
 
 /* The tables of a key-type code, by key length. Null leaves the table in force as it is. */
@@ -90,4 +90,4 @@ bool select_operations(ZOEAVLTree *tree, const ZOEAVLParms *parms) {
     return take_operations_in_force(tree);
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine

@@ -4,12 +4,12 @@
 
 #include "zoeavl.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* Puts the operations that `parms` call for in the tree, and their table in its `optable`. False if
  * they call for none, or for a table without the adder that the tree needs. */
 bool select_operations(ZOEAVLTree *tree, const ZOEAVLParms *parms);
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

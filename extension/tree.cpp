@@ -5,7 +5,7 @@
 #include "selection.h"
 #include "zosupport.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 namespace {
 
 ZOLock *make_lock(const ZOEAVLParms *parms, ZOJournal *journal, const char *name) {
@@ -41,14 +41,12 @@ ZOEAVLTree *make_unconfigured(ZOEAVLExtension *extension, const ZOEAVLParms *par
     tree->name =
         name != nullptr ? static_cast<char *>(skMemDup(name, skStrLen(name), pool)) : nullptr;
 
-    tree->root.rw = nullptr;
-    if ((parms->flags & ZOEAVL_PARM_NOLOCK) == 0) {
-        tree->root.rw = make_lock(parms, journal, name);
-        if (tree->root.rw == nullptr) {
-            report_lack_of_resources(journal);
-            discard(extension, tree);
-            return nullptr;
-        }
+    const bool locked = (parms->flags & ZOEAVL_PARM_NOLOCK) == 0;
+    tree->root.rw = locked ? make_lock(parms, journal, name) : nullptr;
+    if (locked && tree->root.rw == nullptr) {
+        report_lack_of_resources(journal);
+        discard(extension, tree);
+        return nullptr;
     }
     tree->First = ZOEAVLFirst;
     tree->Last = ZOEAVLLast;
@@ -73,9 +71,9 @@ bool is_rejected(const ZOEAVLParms *parms) {
 }
 
 } // namespace
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
-using namespace avl;
+using namespace zoe::engine;
 
 ZOEAVLTree *ZOEAVLReCreate(ZOEAVLExtension *extension, ZOEAVLTree *tree, const ZOEAVLParms *parms,
                            ZOJournal *journal, const char *name) {

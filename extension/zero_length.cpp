@@ -1,9 +1,9 @@
 /* The operations of a tree with zero-length keys: all keys are equal, and no key is ever read. */
-#include "../engine/locking.h"
-#include "../engine/repair.h"
+#include "zoeavl/engine/locking.hpp"
+#include "zoeavl/engine/repair.hpp"
 
 namespace {
-using namespace avl;
+using namespace zoe::engine;
 
 /* Holds the lock in `rw` for writing, searches included, if there is one. */
 class HoldIfAny {
@@ -28,7 +28,7 @@ class HoldIfAny {
 ZOEAVLp ZOEAVLZeroAdd(ZOEAVLRootp root, ZOEAVLp node) {
     const HoldIfAny hold(root);
     if (root->headptr == nullptr)
-        plant(root, node);
+        plant(head_link(root), node);
     return root->headptr;
 }
 

@@ -27,7 +27,7 @@ build tsan zoeavl_concurrent_tests
 setarch "$(uname -m)" -R ctest --preset tsan -R concurrent
 
 say "format and lint"
-mapfile -t sources < <(git ls-files '*.h' '*.cpp' ':!examples/orders')
+mapfile -t sources < <(git ls-files '*.h' '*.hpp' '*.cpp' ':!examples/orders')
 clang-format --dry-run --Werror "${sources[@]}"
 mapfile -t linted < <(git ls-files '*.cpp' ':!tests' ':!bench')
 printf '%s\0' "${linted[@]}" | xargs -0 -n 4 -P "$(nproc)" clang-tidy -p build/clang --quiet 2>/dev/null

@@ -4,7 +4,7 @@
 #include "units.h"
 #include "zosupport.h"
 
-using namespace avl;
+using namespace zoe::engine;
 
 namespace {
 

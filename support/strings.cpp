@@ -4,7 +4,7 @@
 #include "units.h"
 #include "zosupport.h"
 
-using namespace avl;
+using namespace zoe::engine;
 
 uint64_t skStrLen(const char *str) {
     return str == nullptr ? 0 : std::strlen(str);

@@ -6,7 +6,7 @@
 
 #include "zohost.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 template <class Unit>
 inline Unit unit_at(const Unit *units, uint64_t index) {
@@ -15,6 +15,6 @@ inline Unit unit_at(const Unit *units, uint64_t index) {
     return unit;
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

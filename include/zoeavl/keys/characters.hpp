@@ -1,12 +1,12 @@
 /* Fixed-length character keys: bytes, unsigned, and 32-bit characters, signed as wmemcmp has it. */
-#ifndef ZOEAVL_KEYS_CHARACTERS_H
-#define ZOEAVL_KEYS_CHARACTERS_H
+#ifndef ZOEAVL_KEYS_CHARACTERS_HPP
+#define ZOEAVL_KEYS_CHARACTERS_HPP
 
 #include <cwchar>
 
-#include "outcome.h"
+#include "outcome.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 struct ByteString {
     [[gnu::always_inline]] static int compare(const void *a, const void *b, std::size_t length) {
@@ -29,14 +29,15 @@ struct FixedCharacters {
         const void *chars;
         std::size_t length;
     };
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *root) {
-        return {key, static_cast<std::size_t>(root->keylen)};
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length length) {
+        return {key, static_cast<std::size_t>(std::ptrdiff_t{length})};
     }
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
         return order(String::compare(sought.chars, key, sought.length), 0);
     }
 };
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

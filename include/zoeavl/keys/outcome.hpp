@@ -1,12 +1,12 @@
 /* What the key types share: reading a value at any alignment, and ordering two integers. */
-#ifndef ZOEAVL_KEYS_OUTCOME_H
-#define ZOEAVL_KEYS_OUTCOME_H
+#ifndef ZOEAVL_KEYS_OUTCOME_HPP
+#define ZOEAVL_KEYS_OUTCOME_HPP
 
 #include <cstring>
 
-#include "../engine/descent.h"
+#include "../engine/descent.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 template <class Value>
 inline Value read(const void *at) {
@@ -20,6 +20,6 @@ template <class Integer>
     return {sought == key, sought > key};
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

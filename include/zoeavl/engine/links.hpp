@@ -55,14 +55,14 @@
  * A subtree that moves from one node to another takes its link along. Where it is empty the link is
  * a thread, and the node that gained it now has the node it came from as its neighbour: its new
  * thread leads there. */
-#ifndef ZOEAVL_ENGINE_LINKS_H
-#define ZOEAVL_ENGINE_LINKS_H
+#ifndef ZOEAVL_ENGINE_LINKS_HPP
+#define ZOEAVL_ENGINE_LINKS_HPP
 
 #include <cstdint>
 
 #include "zoeavl.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* A link word in memory. Records may stand at any multiple of four, and a word may also be read as
  * the pointer that callers see. */
@@ -147,6 +147,6 @@ inline ZOEAVLp neighbour(ZOEAVLp node, Side side) {
     return is_thread(link) ? node_at(link) : descend_along(link, opposite(side));
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

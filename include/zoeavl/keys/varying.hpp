@@ -1,10 +1,10 @@
 /* Varying-length character keys: the node holds a pointer to the characters and their number. */
-#ifndef ZOEAVL_KEYS_VARYING_H
-#define ZOEAVL_KEYS_VARYING_H
+#ifndef ZOEAVL_KEYS_VARYING_HPP
+#define ZOEAVL_KEYS_VARYING_HPP
 
-#include "characters.h"
+#include "characters.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 template <class String>
 struct VaryingCharacters {
@@ -13,7 +13,8 @@ struct VaryingCharacters {
         const void *record;
         std::uint32_t length;
     };
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length) {
         return {key, length_of(key)};
     }
 
@@ -40,6 +41,6 @@ struct VaryingCharacters {
     }
 };
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

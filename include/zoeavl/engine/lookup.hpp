@@ -1,13 +1,11 @@
 /* Exact lookup, and lookup with the neighbours of the key. Neither writes to the tree. */
-#ifndef ZOEAVL_ENGINE_LOOKUP_H
-#define ZOEAVL_ENGINE_LOOKUP_H
+#ifndef ZOEAVL_ENGINE_LOOKUP_HPP
+#define ZOEAVL_ENGINE_LOOKUP_HPP
 
-#include "descent.h"
-#include "locking.h"
+#include "descent.hpp"
+#include "locking.hpp"
 
-namespace avl {
-
-inline void ignore_step(ZOEAVLp, Side) {}
+namespace zoe::inline v2::engine {
 
 /* The node whose key equals the one at `key`, or null. */
 template <class Key, class Lock>
@@ -17,7 +15,7 @@ template <class Key, class Lock>
     const ZOEAVLp head = root->headptr;
     if (head == nullptr)
         return nullptr;
-    const Landing landing = descend<Key>(head, Key::load(key, root), offset, ignore_step);
+    const Landing landing = descend(head, search_for<Key>(key, root, offset), ignore_step);
     return landing.found ? landing.node : nullptr;
 }
 
@@ -36,7 +34,7 @@ template <class Key, class Lock>
             *next = nullptr;
         return nullptr;
     }
-    const Landing landing = descend<Key>(head, Key::load(key, root), offset, ignore_step);
+    const Landing landing = descend(head, search_for<Key>(key, root, offset), ignore_step);
     if (landing.found) {
         if (previous != nullptr)
             *previous = neighbour(landing.node, left);
@@ -54,6 +52,6 @@ template <class Key, class Lock>
     return nullptr;
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,16 +1,17 @@
 /* Integer keys: one value, or an array of `keylen` values in lexicographic order. */
-#ifndef ZOEAVL_KEYS_INTEGERS_H
-#define ZOEAVL_KEYS_INTEGERS_H
+#ifndef ZOEAVL_KEYS_INTEGERS_HPP
+#define ZOEAVL_KEYS_INTEGERS_HPP
 
-#include "outcome.h"
+#include "outcome.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 template <class Integer>
 struct Scalar {
     static constexpr bool takes_long = false;
     using Sought = Integer;
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length) {
         return read<Integer>(key);
     }
     [[gnu::always_inline]] static Outcome compare(Sought sought, const void *key) {
@@ -25,8 +26,9 @@ struct Array {
         const char *elements;
         std::ptrdiff_t count; /* all keys are equal if it is negative */
     };
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *root) {
-        return {static_cast<const char *>(key), root->keylen};
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length length) {
+        return {static_cast<const char *>(key), length};
     }
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
         const char *const elements = static_cast<const char *>(key);
@@ -41,6 +43,6 @@ struct Array {
     }
 };
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

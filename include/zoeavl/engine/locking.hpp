@@ -1,12 +1,12 @@
 /* What stands around an operation: nothing, or the root's reader/writer lock. */
-#ifndef ZOEAVL_ENGINE_LOCKING_H
-#define ZOEAVL_ENGINE_LOCKING_H
+#ifndef ZOEAVL_ENGINE_LOCKING_HPP
+#define ZOEAVL_ENGINE_LOCKING_HPP
 
 #include <cstdint>
 
 #include "zoeavl.h"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 enum LockMode : std::uint32_t { reading = 0, writing = 1 };
 inline constexpr std::uint32_t wait_until_granted = 1;
@@ -37,6 +37,6 @@ class NoHold {
     NoHold &operator=(const NoHold &) = delete;
 };
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,20 +1,30 @@
-#include "repair.h"
+/* What follows an insertion or a removal: linking, rebalancing and threads, for all key types. The
+ * tree is told by its head, the word that leads to the root node. */
+#ifndef ZOEAVL_ENGINE_REPAIR_HPP
+#define ZOEAVL_ENGINE_REPAIR_HPP
 
-namespace avl {
-namespace {
+#include "path.hpp"
+
+namespace zoe::inline v2::engine {
+
+/* Makes `node` the only node of an empty tree. */
+inline void plant(Word *head, ZOEAVLp node) {
+    *head = word_of(node);
+    links(node)[left] = links(node)[right] = null_thread;
+}
 
 /* What a node holds once it took over the subtree at `link` from `giver`: the child, or, where
  * there is none, a thread to the giver. */
-std::uintptr_t taken_over(std::uintptr_t link, ZOEAVLp giver) {
+inline std::uintptr_t taken_over(std::uintptr_t link, ZOEAVLp giver) {
     return is_thread(link) ? make_thread(word_of(giver)) : strip_balance(link);
 }
 
 /* The bit is added and subtracted, since a compiler may narrow an `or` to a store of one byte, from
  * which the next load of the word couldn't be forwarded. */
-void lean(ZOEAVLp level_node, Side side) {
+inline void lean(ZOEAVLp level_node, Side side) {
     links(level_node)[side] += balance_bit;
 }
-void make_level(ZOEAVLp node, Side leaning) {
+inline void make_level(ZOEAVLp node, Side leaning) {
     links(node)[leaning] -= balance_bit;
 }
 
@@ -23,7 +33,7 @@ struct Hauled {
     bool height_fell;
 };
 
-Hauled rotate_once(ZOEAVLp s, ZOEAVLp q, Side tall) {
+inline Hauled rotate_once(ZOEAVLp s, ZOEAVLp q, Side tall) {
     const Side low = opposite(tall);
     const std::uintptr_t towards_each_other = is_level(q) ? balance_bit : 0;
     links(s)[tall] = taken_over(links(q)[low], q) | towards_each_other;
@@ -32,7 +42,7 @@ Hauled rotate_once(ZOEAVLp s, ZOEAVLp q, Side tall) {
     return {q, towards_each_other == 0};
 }
 
-Hauled rotate_twice(ZOEAVLp s, ZOEAVLp q, Side tall) {
+inline Hauled rotate_twice(ZOEAVLp s, ZOEAVLp q, Side tall) {
     const Side low = opposite(tall);
     const ZOEAVLp p = node_at(links(q)[low]);
     const std::uintptr_t to_tall = links(p)[tall];
@@ -47,14 +57,14 @@ Hauled rotate_twice(ZOEAVLp s, ZOEAVLp q, Side tall) {
 }
 
 /* Rotates around `s`, whose subtree on `tall` is two higher than the other. */
-Hauled haul_up(ZOEAVLp s, Side tall) {
+inline Hauled haul_up(ZOEAVLp s, Side tall) {
     const ZOEAVLp q = node_at(links(s)[tall]);
     return leans(q, opposite(tall)) ? rotate_twice(s, q, tall) : rotate_once(s, q, tall);
 }
 
 /* Takes `node` with at most one child out of its place below the path. */
-void splice_out(ZOEAVLRootp root, const Step *first, const Step *end, ZOEAVLp node) {
-    Word *const place = link_below(root, first, end);
+inline void splice_out(Word *head, const Step *first, const Step *end, ZOEAVLp node) {
+    Word *const place = link_below(head, first, end);
     const Side side = is_thread(links(node)[left]) ? right : left;
     const std::uintptr_t link = links(node)[side];
     if (!is_thread(link)) {
@@ -69,7 +79,7 @@ void splice_out(ZOEAVLRootp root, const Step *first, const Step *end, ZOEAVLp no
 /* Puts the neighbour of `node`, which has two children, in its place: the successor if the node
  * leans right, else the predecessor. The hole moves down to where the neighbour came from, and the
  * path is extended to there. Gives the path's new end. */
-Step *replace_by_neighbour(ZOEAVLRootp root, Step *first, Step *end, ZOEAVLp node) {
+inline Step *replace_by_neighbour(Word *head, Step *first, Step *end, ZOEAVLp node) {
     Step *const place = end;
     const Side side = leans(node, right) ? right : left;
     const Side other = opposite(side);
@@ -92,13 +102,13 @@ Step *replace_by_neighbour(ZOEAVLRootp root, Step *first, Step *end, ZOEAVLp nod
 
     links(heir)[right] = links(node)[right];
     links(heir)[left] = links(node)[left];
-    lead_to(link_below(root, first, place), word_of(heir));
+    lead_to(link_below(head, first, place), word_of(heir));
     *place = Step(heir, side);
     return end;
 }
 
 /* Climbs the path, on whose last step the side that was taken has lost one level. */
-void rebalance_after_loss(ZOEAVLRootp root, const Step *first, const Step *end) {
+inline void rebalance_after_loss(Word *head, const Step *first, const Step *end) {
     while (end != first) {
         const Step step = *--end;
         const ZOEAVLp s = step.node();
@@ -112,14 +122,14 @@ void rebalance_after_loss(ZOEAVLRootp root, const Step *first, const Step *end) 
             continue;
         }
         const Hauled hauled = haul_up(s, tall);
-        lead_to(link_below(root, first, end), word_of(hauled.top));
+        lead_to(link_below(head, first, end), word_of(hauled.top));
         if (!hauled.height_fell)
             return;
     }
 }
 
 /* Climbs the path, on whose last step the side that was taken has grown by one level. */
-void rebalance_after_growth(ZOEAVLRootp root, const Step *first, const Step *end) {
+inline void rebalance_after_growth(Word *head, const Step *first, const Step *end) {
     while (end != first) {
         const Step step = *--end;
         const ZOEAVLp s = step.node();
@@ -128,16 +138,17 @@ void rebalance_after_growth(ZOEAVLRootp root, const Step *first, const Step *end
             continue;
         }
         if (leans(s, step.side()))
-            lead_to(link_below(root, first, end), word_of(haul_up(s, step.side()).top));
+            lead_to(link_below(head, first, end), word_of(haul_up(s, step.side()).top));
         else
             make_level(s, opposite(step.side()));
         return;
     }
 }
 
-} // namespace
-
-void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZOEAVLp node) {
+/* Links `node` into the missing child below the last step of the path from `first` to `end`, and
+ * restores the balance with at most one rotation. */
+[[gnu::noinline]] inline void link_and_rebalance(Word *head, const Step *first, const Step *end,
+                                                 ZOEAVLp node) {
     const Step parent = *--end;
     const Side other = opposite(parent.side());
     links(node)[parent.side()] = strip_balance(*parent.link());
@@ -149,16 +160,21 @@ void link_and_rebalance(ZOEAVLRootp root, const Step *first, const Step *end, ZO
         return;
     }
     *parent.link() = word_of(node) | balance_bit;
-    rebalance_after_growth(root, first, end);
+    rebalance_after_growth(head, first, end);
 }
 
-void unlink_and_rebalance(ZOEAVLRootp root, Step *first, Step *end, ZOEAVLp node) {
+/* Unlinks `node`, to which the path from `first` to `end` leads, restores the balance and clears
+ * the node's links. The path is extended in place, so its array has the full capacity. */
+[[gnu::noinline]] inline void unlink_and_rebalance(Word *head, Step *first, Step *end,
+                                                   ZOEAVLp node) {
     if (is_thread(links(node)[left]) || is_thread(links(node)[right]))
-        splice_out(root, first, end, node);
+        splice_out(head, first, end, node);
     else
-        end = replace_by_neighbour(root, first, end, node);
-    rebalance_after_loss(root, first, end);
+        end = replace_by_neighbour(head, first, end, node);
+    rebalance_after_loss(head, first, end);
     links(node)[left] = links(node)[right] = 0;
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
+
+#endif

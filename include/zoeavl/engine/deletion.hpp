@@ -1,12 +1,12 @@
 /* Removal of the node with a given key. */
-#ifndef ZOEAVL_ENGINE_DELETION_H
-#define ZOEAVL_ENGINE_DELETION_H
+#ifndef ZOEAVL_ENGINE_DELETION_HPP
+#define ZOEAVL_ENGINE_DELETION_HPP
 
-#include "descent.h"
-#include "locking.h"
-#include "repair.h"
+#include "descent.hpp"
+#include "locking.hpp"
+#include "repair.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* Unlinks the node whose key equals the one at `key` and gives it with both links cleared; null,
  * and nothing is written, if there is none. */
@@ -20,14 +20,14 @@ template <class Key, class Lock>
     Step path[path_capacity];
     Step *end = path;
     const Landing landing =
-        descend<Key>(head, Key::load(key, root), offset,
-                     [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+        descend(head, search_for<Key>(key, root, offset),
+                [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
     if (!landing.found)
         return nullptr;
-    unlink_and_rebalance(root, path, end, landing.node);
+    unlink_and_rebalance(head_link(root), path, end, landing.node);
     return landing.node;
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,12 +1,12 @@
 /* Insertion, after Knuth's Algorithm A (The Art of Computer Programming, 6.2.3). */
-#ifndef ZOEAVL_ENGINE_INSERTION_H
-#define ZOEAVL_ENGINE_INSERTION_H
+#ifndef ZOEAVL_ENGINE_INSERTION_HPP
+#define ZOEAVL_ENGINE_INSERTION_HPP
 
-#include "descent.h"
-#include "locking.h"
-#include "repair.h"
+#include "descent.hpp"
+#include "locking.hpp"
+#include "repair.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* Links `node` in and gives it, or gives the equal node already there and writes nothing. */
 template <class Key, class Lock>
@@ -15,20 +15,20 @@ template <class Key, class Lock>
     const Lock lock(root, writing);
     const ZOEAVLp head = root->headptr;
     if (head == nullptr) {
-        plant(root, node);
+        plant(head_link(root), node);
         return node;
     }
     Step path[path_capacity];
     Step *end = path;
     const Landing landing =
-        descend<Key>(head, Key::load(key_of(node, offset), root), offset,
-                     [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+        descend(head, search_for<Key>(key_of(node, offset), root, offset),
+                [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
     if (landing.found)
         return landing.node;
-    link_and_rebalance(root, path, end, node);
+    link_and_rebalance(head_link(root), path, end, node);
     return node;
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,12 +1,12 @@
 /* The path of a search: the nodes passed, each with the side by which it was left. */
-#ifndef ZOEAVL_ENGINE_PATH_H
-#define ZOEAVL_ENGINE_PATH_H
+#ifndef ZOEAVL_ENGINE_PATH_HPP
+#define ZOEAVL_ENGINE_PATH_HPP
 
 #include <cstddef>
 
-#include "links.h"
+#include "links.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* A node's address with the side in bit 0. */
 class Step {
@@ -28,10 +28,10 @@ inline constexpr std::size_t path_capacity =
 static_assert(path_capacity == 90);
 
 /* The word that leads to the node below the last step: the head, if no step was made. */
-inline Word *link_below(ZOEAVLRootp root, const Step *first, const Step *end) {
-    return end == first ? head_link(root) : end[-1].link();
+inline Word *link_below(Word *head, const Step *first, const Step *end) {
+    return end == first ? head : end[-1].link();
 }
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,10 +1,10 @@
 /* Double keys: without regard for NaN, and with every NaN read as a missing value. */
-#ifndef ZOEAVL_KEYS_FLOATING_H
-#define ZOEAVL_KEYS_FLOATING_H
+#ifndef ZOEAVL_KEYS_FLOATING_HPP
+#define ZOEAVL_KEYS_FLOATING_HPP
 
-#include "outcome.h"
+#include "outcome.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 
 /* A double that is sought, made ready for tests on bits, since flags come late from a comparison of
  * doubles and every level waits for them. Bits order as signed integers do when the sought number
@@ -31,7 +31,8 @@ struct SoughtDouble {
 struct Double {
     static constexpr bool takes_long = false;
     using Sought = SoughtDouble;
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length) {
         SoughtDouble sought(read<std::int64_t>(key));
         if (SoughtDouble::is_nan(sought.bits))
             sought.significant = 0;
@@ -54,7 +55,8 @@ struct MissingDouble {
         SoughtDouble value; /* a missing one equals no number and is above none */
         unsigned rank;      /* the missing code, or `number` */
     };
-    [[gnu::always_inline]] static Sought load(const void *key, const ZOEAVL_ROOT *) {
+    template <class Length>
+    [[gnu::always_inline]] static Sought load(const void *key, Length) {
         SoughtDouble value(read<std::int64_t>(key));
         if (!SoughtDouble::is_nan(value.bits))
             return {value, number};
@@ -82,6 +84,6 @@ struct MissingDouble {
 static_assert(MissingDouble::code_of_byte(0xFF) == 1 && MissingDouble::code_of_byte(0xE4) == 28);
 static_assert(MissingDouble::code_of_byte(0xE3) == 2 && MissingDouble::code_of_byte(0x00) == 2);
 
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
 #endif

@@ -1,15 +1,15 @@
 /* The twenty-four key types: the engine instantiated for each, and the exported tables of it. */
-#include "../engine/deletion.h"
-#include "../engine/insertion.h"
-#include "../engine/lookup.h"
-#include "characters.h"
-#include "floating.h"
-#include "indirect.h"
-#include "integers.h"
-#include "varying.h"
+#include "zoeavl/engine/deletion.hpp"
+#include "zoeavl/engine/insertion.hpp"
+#include "zoeavl/engine/lookup.hpp"
+#include "zoeavl/keys/characters.hpp"
+#include "zoeavl/keys/floating.hpp"
+#include "zoeavl/keys/indirect.hpp"
+#include "zoeavl/keys/integers.hpp"
+#include "zoeavl/keys/varying.hpp"
 
 namespace {
-using namespace avl;
+using namespace zoe::engine;
 
 namespace key {
 using char_ = FixedCharacters<ByteString>;

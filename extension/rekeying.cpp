@@ -1,7 +1,7 @@
 /* Re-keying: takes all records out of a tree and adds them again in the order of a new key. */
-#include "links.h"
+#include "zoeavl/engine/links.hpp"
 
-namespace avl {
+namespace zoe::inline v2::engine {
 namespace {
 
 /* Records that found an equal one in their place, in the order in which they came. */
@@ -28,9 +28,9 @@ ZOEAVLp successor(const ZOEAVLTree *tree, ZOEAVLp node) {
 }
 
 } // namespace
-} // namespace avl
+} // namespace zoe::inline v2::engine
 
-using namespace avl;
+using namespace zoe::engine;
 
 ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, ZOEAVLp *dupHead,
                          ZOEAVLp *dupTail, ZOJournal *journal) {
