@@ -19,9 +19,7 @@ template <class Key, class Lock>
         return nullptr;
     Step path[path_capacity];
     Step *end = path;
-    const Landing landing =
-        descend(head, search_for<Key>(key, root, offset),
-                [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+    const Landing landing = descend(head, search_for<Key>(key, root, offset), end);
     if (!landing.found)
         return nullptr;
     unlink_and_rebalance(head_link(root), path, end, landing.node);

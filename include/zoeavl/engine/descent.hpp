@@ -2,7 +2,7 @@
 #ifndef ZOEAVL_ENGINE_DESCENT_HPP
 #define ZOEAVL_ENGINE_DESCENT_HPP
 
-#include "links.hpp"
+#include "path.hpp"
 
 namespace zoe::inline v2::engine {
 
@@ -39,7 +39,8 @@ struct Landing {
  * pinned, since a compiler that selects the address of the link instead waits for the comparison
  * before it loads. */
 template <class Search, class Passed>
-[[gnu::always_inline]] inline Landing descend(ZOEAVLp node, const Search &search, Passed passed) {
+[[gnu::always_inline]] inline Landing descend_seen(ZOEAVLp node, const Search &search,
+                                                   Passed passed) {
     for (;;) {
         std::uintptr_t to_left = strip_balance(links(node)[left]);
         std::uintptr_t to_right = strip_balance(links(node)[right]);
@@ -60,7 +61,17 @@ template <class Search, class Passed>
     }
 }
 
-inline void ignore_step(ZOEAVLp, Side) {}
+template <class Search>
+[[gnu::always_inline]] inline Landing descend(ZOEAVLp head, const Search &search) {
+    return descend_seen(head, search, [](ZOEAVLp, Side) {});
+}
+
+/* Records the path from `end` on and moves `end` behind its last step. */
+template <class Search>
+[[gnu::always_inline]] inline Landing descend(ZOEAVLp head, const Search &search, Step *&end) {
+    return descend_seen(head, search,
+                        [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+}
 
 /* The search of an operation on a ZOEAVL_ROOT. A key type gives:
  *

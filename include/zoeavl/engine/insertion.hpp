@@ -20,9 +20,7 @@ template <class Key, class Lock>
     }
     Step path[path_capacity];
     Step *end = path;
-    const Landing landing =
-        descend(head, search_for<Key>(key_of(node, offset), root, offset),
-                [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+    const Landing landing = descend(head, search_for<Key>(key_of(node, offset), root, offset), end);
     if (landing.found)
         return landing.node;
     link_and_rebalance(head_link(root), path, end, node);

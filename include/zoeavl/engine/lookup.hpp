@@ -15,7 +15,7 @@ template <class Key, class Lock>
     const ZOEAVLp head = root->headptr;
     if (head == nullptr)
         return nullptr;
-    const Landing landing = descend(head, search_for<Key>(key, root, offset), ignore_step);
+    const Landing landing = descend(head, search_for<Key>(key, root, offset));
     return landing.found ? landing.node : nullptr;
 }
 
@@ -34,7 +34,7 @@ template <class Key, class Lock>
             *next = nullptr;
         return nullptr;
     }
-    const Landing landing = descend(head, search_for<Key>(key, root, offset), ignore_step);
+    const Landing landing = descend(head, search_for<Key>(key, root, offset));
     if (landing.found) {
         if (previous != nullptr)
             *previous = neighbour(landing.node, left);
