@@ -1,11 +1,13 @@
-# Writes the header of build stamps to OUTPUT. With SOURCE_DATE_EPOCH set it tells nothing of the
-# machine, so that the same sources give the same library everywhere.
-string(TIMESTAMP seconds "%s" UTC)
-string(TIMESTAMP stamp_date "%m%d%Y" UTC)
-string(TIMESTAMP weekday_and_month "%a %b" UTC)
-string(TIMESTAMP day "%d" UTC)
+# Writes the header of build stamps to OUTPUT, all of them from one reading of the clock. With
+# SOURCE_DATE_EPOCH set it tells nothing of the machine, so that the same sources give the same
+# library everywhere.
+string(TIMESTAMP now "%s;%m%d%Y;%a %b;%d;%H:%M:%S UTC %Y" UTC)
+list(GET now 0 seconds)
+list(GET now 1 stamp_date)
+list(GET now 2 weekday_and_month)
+list(GET now 3 day)
 string(REGEX REPLACE "^0" " " day "${day}")
-string(TIMESTAMP time_and_year "%H:%M:%S UTC %Y" UTC)
+list(GET now 4 time_and_year)
 if(DEFINED ENV{SOURCE_DATE_EPOCH})
   set(machine "reproducible")
 else()

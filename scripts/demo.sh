@@ -4,9 +4,10 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(dirname "$here")
 "$here/setup.sh"
+export CMAKE_GENERATOR=Ninja
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { cmake -S "$source" --preset release && cmake --build "$source/build/release" --target word_index; } \
+if ! { cmake -S "$source" --preset release && cmake --build "$source/build/release" --target zoeavl_word_index; } \
      >"$log" 2>&1; then
     cat "$log" >&2
     exit 1

@@ -4,9 +4,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
+export CMAKE_GENERATOR=Ninja
 
 build() { # preset, target...
-    cmake --preset "$1" >/dev/null
+    cmake --preset "$1" -DZOEAVL_BUILD_TESTS=ON >/dev/null
     cmake --build --preset "$1" --target "${@:2}" >"build/$1/build.log" 2>&1 ||
         { cat "build/$1/build.log"; return 1; }
 }

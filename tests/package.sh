@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs into a prefix, and into the folder that a Debian package unpacks to; builds and runs the
-# programs of the README against both, through CMake and through pkg-config.
+# Installs into a prefix; builds and runs the programs of the README against it, through CMake and
+# through pkg-config; removes it again.
 #   package.sh BUILD SOURCE
 set -euo pipefail
 build=$1
@@ -42,6 +42,6 @@ check() { # prefix
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 check "$work/prefix"
-(cd "$work" && cpack --config "$build/CPackConfig.cmake" >/dev/null)
-dpkg-deb -x "$work"/libzoeavl-dev_*.deb "$work/package"
-check "$work/package/usr"
+cmake --build "$build" --target uninstall >/dev/null
+left=$(find "$work/prefix" -not -type d -o -name 'zoeavl*')
+[ -z "$left" ] || { printf 'package: left behind:\n%s\n' "$left" >&2; exit 1; }
