@@ -109,16 +109,18 @@ int main(void)
             printf("%s: that population is there already\n", cities[i].name);
 
     for (ZOEAVLp node = tree->First(&tree->root); node != NULL; node = tree->Next(node))
-        printf("%8" PRId64 " %s\n", ((struct City *)node)->population, ((struct City *)node)->name);
+        printf("%8" PRId64 " %s\n", ZOEAVL_RECORD(struct City, node)->population,
+               ZOEAVL_RECORD(struct City, node)->name);
 
     int64_t wanted = 250000;
     ZOEAVLp below, above;
     if (tree->fuzzier(&tree->root, &wanted, &below, &above) == NULL)
-        printf("%" PRId64 " lies between %s and %s\n", wanted, ((struct City *)below)->name,
-               ((struct City *)above)->name);
+        printf("%" PRId64 " lies between %s and %s\n", wanted,
+               ZOEAVL_RECORD(struct City, below)->name,
+               ZOEAVL_RECORD(struct City, above)->name);
 
     tree->killer(&tree->root, &cities[1].population);
-    printf("largest without Oslo: %s\n", ((struct City *)tree->Last(&tree->root))->name);
+    printf("largest without Oslo: %s\n", ZOEAVL_RECORD(struct City, tree->Last(&tree->root))->name);
 
     tree->destroy(tree);
     factory->RealDestroy(factory);

@@ -25,7 +25,7 @@ struct Reading {
 };
 
 Reading *reading_of(ZOEAVLp node) {
-    return reinterpret_cast<Reading *>(node);
+    return ZOEAVL_RECORD(Reading, node);
 }
 
 /* A missing value is a NaN whose sixth byte is the negated missing code; the tree puts the missing

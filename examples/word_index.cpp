@@ -51,7 +51,7 @@ static_assert(sizeof(std::atomic<std::uint64_t>) == sizeof(std::uint64_t),
               "the count is a key too");
 
 Word *word_of(ZOEAVLp node) {
-    return reinterpret_cast<Word *>(node);
+    return ZOEAVL_RECORD(Word, node);
 }
 
 ZOEAVLVaryingKey key_of(std::string_view word) {

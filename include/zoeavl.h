@@ -19,7 +19,8 @@
  *     tree->adder(&tree->root, &bergen.node);
  *     int64_t wanted = 291000;
  *     ZOEAVLp below, above, found = tree->fuzzier(&tree->root, &wanted, &below, &above);
- *     for (ZOEAVLp n = tree->First(&tree->root); n; n = tree->Next(n)) { ... }
+ *     for (ZOEAVLp n = tree->First(&tree->root); n; n = tree->Next(n))
+ *         puts(ZOEAVL_RECORD(struct City, n)->name);
  *     tree->killer(&tree->root, &wanted);
  *     // 4. End the tree, then the factory. Records are not touched.
  *     tree->destroy(tree);
@@ -80,6 +81,13 @@ typedef struct ZOEAVLNODE {
 #pragma pack(pop)
 ZO_ASSERT_OFFSET(ZOEAVLNODE, rlink, 8);
 ZO_ASSERT_SIZE(ZOEAVLNODE, 16);
+
+/* The record of that type with `node`, which may be null, at its front. */
+#ifdef __cplusplus
+#    define ZOEAVL_RECORD(type, node) (static_cast<type *>(static_cast<void *>(node)))
+#else
+#    define ZOEAVL_RECORD(type, node) ((type *)(void *)(node))
+#endif
 
 /* What the four operations work on. Callers may read all of it, store null in `headptr` after a
  * list conversion, and lock `rw` around a walk. */
@@ -427,9 +435,12 @@ ZOEAVL_API ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, 
  */
 
 /* The engine as C text with its comparison left open as the macro ZOEAVL_COMP, and the size of that
- * text in bytes, final NUL counted. */
+ * text in bytes, final NUL counted. A program that wants these two names for itself defines
+ * ZOEAVL_NO_TEXT_NAMES ahead of the header. */
+#ifndef ZOEAVL_NO_TEXT_NAMES
 ZOEAVL_API extern const char code[];
 ZOEAVL_API extern const uint32_t codesize;
+#endif
 
 /* Fits out a tree of key type 25: adds a preamble and `code` to `codegen`, which already holds the
  * caller's ZOEAVL_COMP (and ZOEAVL_FINDCOMP, if lookups compare otherwise), has it compiled with

@@ -34,8 +34,10 @@ add_test(NAME unit COMMAND word_index)
 install(TARGETS tests)
 END
 cat >"$work/program.c" <<'END'
+#define ZOEAVL_NO_TEXT_NAMES
 #include <zoeavl_host.h>
 #include <zoeavl.h>
+int code, codesize;
 int main(void) {
     zoextent(zoeavl_host());
     ZOEAVLExtension *factory = zoeavl(0, 0);

@@ -24,6 +24,7 @@ expected='Bergen
 Oslo
 just above 300000: Oslo'
 
+warnings='-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-align=strict -Winvalid-offsetof -Werror'
 check() { # prefix
     export LD_LIBRARY_PATH=$1/lib:$1/lib/x86_64-linux-gnu
     cmake -G Ninja -S "$work/program" -B "$1-cmake" -DCMAKE_PREFIX_PATH="$1" >/dev/null
@@ -32,10 +33,10 @@ check() { # prefix
     [ "$("$1-cmake/cities_in_c")" = "$expected" ]
     PKG_CONFIG_PATH=$(dirname "$(find "$1" -name zoeavl.pc)")
     export PKG_CONFIG_PATH
-    # shellcheck disable=SC2046 # several words
-    g++ -std=c++17 "$work/program/cities.cpp" $(pkg-config --cflags --libs zoeavl-host) -o "$1-cpp"
-    # shellcheck disable=SC2046
-    cc -std=c11 "$work/program/cities.c" $(pkg-config --cflags --libs zoeavl-host) -o "$1-c"
+    # shellcheck disable=SC2046,SC2086 # several words
+    g++ $warnings -std=c++17 "$work/program/cities.cpp" $(pkg-config --cflags --libs zoeavl-host) -o "$1-cpp"
+    # shellcheck disable=SC2046,SC2086
+    cc $warnings -std=c11 "$work/program/cities.c" $(pkg-config --cflags --libs zoeavl-host) -o "$1-c"
     [ "$("$1-cpp")" = "$expected" ]
     [ "$("$1-c")" = "$expected" ]
 }
