@@ -1,0 +1,31 @@
+/* What every part of the C++ face begins with: its versioned namespace, and checked mode.
+ *
+ * With ZOEAVL_CHECKED defined, misuse that can be seen throws std::logic_error: a record that is
+ * linked is inserted, an iterator's record isn't found at its place, an end is dereferenced, and
+ * the like. Checked and unchecked code have different names for the linker and may stand in one
+ * program. Without it these checks cost nothing. */
+#ifndef ZOEAVL_FACE_HPP
+#define ZOEAVL_FACE_HPP
+
+#ifdef ZOEAVL_CHECKED
+#    include <stdexcept>
+#    define ZOEAVL_FACE_NAMESPACE zoe::inline v2_checked
+#else
+#    define ZOEAVL_FACE_NAMESPACE zoe::inline v2
+#endif
+
+namespace ZOEAVL_FACE_NAMESPACE::detail {
+
+/* Throws in checked mode if what must hold doesn't. */
+template <class Condition>
+[[gnu::always_inline]] inline void expect([[maybe_unused]] Condition holds,
+                                          [[maybe_unused]] const char *otherwise) {
+#ifdef ZOEAVL_CHECKED
+    if (!holds())
+        throw std::logic_error(otherwise);
+#endif
+}
+
+} // namespace ZOEAVL_FACE_NAMESPACE::detail
+
+#endif
