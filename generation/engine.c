@@ -500,6 +500,7 @@ ZOEAVLp Killer( ZOEAVLRootp tree,
     }
  else
     {
+    int  holdTop = top;
     /*----------------------------------------------------------------*/
     /*-- Remove an interior node which can be a bit tricky. We      --*/
     /*-- extend the search stack down for find either the node      --*/
@@ -508,8 +509,6 @@ ZOEAVLp Killer( ZOEAVLRootp tree,
     /*-- hole to a leaf position where we will start our            --*/
     /*-- re-balancing below.                                        --*/
     /*----------------------------------------------------------------*/
-    int  holdTop = top;
-
     if ( ZOEAVL_GET_BALANCE( o ) > 0 )
        {
        /*-- right side is heavier, replace with "next" --*/
@@ -713,10 +712,6 @@ ZOEAVLp Killer( ZOEAVLRootp tree,
        /*-- Unlike insertion, rotations do not always result in     --*/
        /*-- p->bal == 0                                             --*/
        /*-------------------------------------------------------------*/
-       //
-       // Here, qBal is what q's balance *used* to be. and qBal2 is
-       // what q's balance is *now*.
-       //
        if ( pBal == a )
           ZOEAVL_SET_BALANCE( s, -a );
        else
@@ -731,6 +726,10 @@ ZOEAVLp Killer( ZOEAVLRootp tree,
           ZOEAVL_SET_BALANCE( q, a );
           qBal2 = a;
           }
+       //
+       // Here, qBal is what q's balance *used* to be. and qBal2 is
+       // what q's balance is *now*.
+       //
        if ( qBal2 == 0 || (qBal == -a &&  qBal == pBal) )
           {
           ZOEAVL_SET_BALANCE( p, 0 );
