@@ -19,24 +19,46 @@ constexpr uint64_t everywhere(uint32_t unit) {
 }
 static_assert(everywhere(static_cast<uint8_t>(0xA5)) == 0xA5A5A5A5A5A5A5A5);
 
-/* The index of the first of `len` units that differs from `value`, or `len`. Takes eight bytes at a
- * time while as many are left. */
+template <class Piece>
+Piece piece_at(const void *at, uint64_t offset) {
+    return unit_at(reinterpret_cast<const Piece *>(static_cast<const char *>(at) + offset), 0);
+}
+
+/* The index of the first of `len` units that `marks` picks out, or `len`. Called with a piece,
+ * which tells its width alone, and an offset in bytes, `marks` looks at what of that width stands
+ * there and gives bits of which the lowest lies in the first unit picked out, 0 if there is none.
+ * Pieces are whole words while there are as many units left, so that nothing outside is read; a
+ * library routine may read whole vectors and discard the rest. */
+template <class Unit, class Marks>
+uint64_t first_marked(uint64_t len, const Marks &marks) {
+    constexpr uint64_t units = block / sizeof(Unit);
+    const auto word = [&](uint64_t index) { return marks(uint64_t{}, index * sizeof(Unit)); };
+    uint64_t i = 0;
+    for (; len - i >= 4 * units; i += 4 * units)
+        if ((word(i) | word(i + units) | word(i + 2 * units) | word(i + 3 * units)) != 0)
+            break;
+    for (; len - i >= units; i += units)
+        if (const uint64_t found = word(i); found != 0) // little-endian: the first unit is lowest
+            return i + static_cast<uint64_t>(__builtin_ctzll(found)) / (8 * sizeof(Unit));
+    while (i < len && marks(Unit{}, i * sizeof(Unit)) == 0)
+        i++;
+    return i;
+}
+
 template <class Unit>
 uint64_t first_other(const void *buf, uint64_t len, Unit value) {
-    constexpr uint64_t units_in_block = block / sizeof(Unit);
-    const auto *const units = static_cast<const char *>(buf);
-    const uint64_t wanted = everywhere(value);
-    uint64_t i = 0;
-    for (; len - i >= units_in_block; i += units_in_block) {
-        uint64_t found;
-        std::memcpy(&found, units + i * sizeof(Unit), block);
-        if (found != wanted) // little-endian: the lowest differing bit is in the first other unit
-            return i + static_cast<uint64_t>(__builtin_ctzll(found ^ wanted)) / (8 * sizeof(Unit));
-    }
-    for (; i < len; i++)
-        if (unit_at(reinterpret_cast<const Unit *>(units), i) != value)
-            return i;
-    return len;
+    return first_marked<Unit>(len, [=]<class Piece>(Piece, uint64_t at) {
+        return static_cast<Piece>(piece_at<Piece>(buf, at) ^ everywhere(value));
+    });
+}
+
+uint64_t first_equal(const void *buf, uint64_t len, uint8_t value) {
+    return first_marked<uint8_t>(len, [=]<class Piece>(Piece, uint64_t at) {
+        const auto zero = static_cast<Piece>(piece_at<Piece>(buf, at) ^ everywhere(value));
+        constexpr auto low = static_cast<Piece>(everywhere(uint8_t{0x01}));
+        constexpr auto high = static_cast<Piece>(everywhere(uint8_t{0x80}));
+        return static_cast<Piece>((zero - low) & ~zero & high); // borrows go up from a zero byte
+    });
 }
 
 int64_t index_or_none(uint64_t index, uint64_t len) {
@@ -74,8 +96,12 @@ void skMemTSet(zochar *dst, uint32_t value, uint64_t len) {
 }
 
 int32_t skMemCmp(const void *a, const void *b, uint64_t len) {
-    const int order = len == 0 ? 0 : std::memcmp(a, b, len);
-    return (order > 0) - (order < 0);
+    const uint64_t at = first_marked<uint8_t>(len, [=]<class Piece>(Piece, uint64_t offset) {
+        return static_cast<Piece>(piece_at<Piece>(a, offset) ^ piece_at<Piece>(b, offset));
+    });
+    if (at == len)
+        return 0;
+    return piece_at<uint8_t>(a, at) < piece_at<uint8_t>(b, at) ? -1 : 1;
 }
 
 int32_t skWMemCmp(const zochar *a, const zochar *b, uint64_t len) {
@@ -117,10 +143,8 @@ void skMemSCpy(const void *src, void *dst, uint64_t len) {
 }
 
 int64_t skMemScan(const void *buf, uint64_t len, uint32_t value) {
-    if (buf == nullptr || len == 0)
-        return -1;
-    const void *const hit = std::memchr(buf, static_cast<uint8_t>(value), len);
-    return hit == nullptr ? -1 : static_cast<const char *>(hit) - static_cast<const char *>(buf);
+    return buf == nullptr ? -1
+                          : index_or_none(first_equal(buf, len, static_cast<uint8_t>(value)), len);
 }
 
 int64_t skMemNScan(const void *buf, uint64_t len, uint32_t value) {
@@ -133,10 +157,10 @@ int64_t skMemTNScan(const zochar *buf, uint64_t len, uint32_t value) {
 }
 
 uint32_t skMissArray(const double *values, uint64_t len) {
-    for (uint64_t i = 0; i < len; i++) {
-        const double value = unit_at(values, i);
-        if (value != value) // NOLINT(misc-redundant-expression): true of a NaN alone
-            return 1;
-    }
-    return 0;
+    /* On bits, since the comparison of a signalling NaN raises an exception. */
+    constexpr uint64_t infinity = 0x7FF0000000000000;
+    const uint64_t at = first_marked<uint64_t>(len, [=](uint64_t, uint64_t offset) {
+        return uint64_t{(piece_at<uint64_t>(values, offset) & INT64_MAX) > infinity};
+    });
+    return at != len;
 }
