@@ -42,6 +42,19 @@
  * Locking. The four operations in force (adder, finder, fuzzier, killer) of a tree with a lock take
  * it for the whole operation: adder and killer for writing, finder and fuzzier for reading.
  * Everything else takes no lock: keep other threads off, or hold the tree's `root.rw` yourself.
+ * While you hold it, don't call the four slots of the tree, which would take it a second time, but
+ * the plain operations of its table. A neighbour lookup beside writers is to be made in this way,
+ * since the locked fuzzier reads the head ahead of the lock, and that record may be gone by the
+ * time the lock is had:
+ *
+ *     ZOLock *lock = tree->root.rw;
+ *     lock->Get(lock, 0, 1);                                   // for reading; wait for it
+ *     found = tree->optable->fuzzier(&tree->root, &wanted, &below, &above);
+ *     lock->Release(lock);
+ *
+ * A tree with zero-length keys doesn't need it. A tree of key type 25 has no table: make it with a
+ * lock that one thread may hold twice for reading (ZOEAVL_PARM_LOCKVARIANT, with the embedded host)
+ * and call the tree's own fuzzier in between.
  *
  * Nothing is checked that isn't said to be: null arguments, short keys and records that are in two
  * trees at once are faults of the caller.
@@ -124,7 +137,8 @@ typedef ZOEAVLp (*ZOEAVLFinder)(ZOEAVLRootp root, const void *key);
 
 /* As ZOEAVLFinder, and stores the records just below and just above the key, or null, whether or
  * not the key is there. Either output may be null (not so in a tree with zero-length keys). The
- * locked form reads the head ahead of the lock: with writers about, hold the lock yourself. */
+ * locked form reads the head ahead of the lock and so may follow a record that a writer has just
+ * removed: with writers about, call the plain form with the lock held, as told under "Locking". */
 typedef ZOEAVLp (*ZOEAVLFuzzier)(ZOEAVLRootp root, const void *key, ZOEAVLp *previous,
                                  ZOEAVLp *next);
 
