@@ -90,6 +90,8 @@ TEST_F(Frame, TreeIsFilledAsToldAndNothingElseIsWritten) {
             expected.push_back(std::string("LockCreate 000") + (flags & 4 ? "0" : "1") +
                                " journal");
             EXPECT_EQ(host.lock_name, name);
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(host.rw_of_tree), 0xA5A5A5A5A5A5A5A5)
+                << "stored once";
         }
         ASSERT_EQ(host.calls(), expected);
         const auto *const bytes = reinterpret_cast<const unsigned char *>(tree);

@@ -37,6 +37,7 @@ class RecordingHost {
                              const char *name) -> ZOLock * {
             RecordingHost *self = of(h);
             self->lock_name = name;
+            self->rw_of_tree = self->tree != nullptr ? self->tree->root.rw : nullptr;
             return self->granted("LockCreate " + hex(parms, 2) + self->with(j)) ? &self->lock
                                                                                 : nullptr;
         };
@@ -47,6 +48,8 @@ class RecordingHost {
                 return nullptr;
             void *block = std::malloc(size + 1);
             std::memset(block, flags == ZOPOOL_ZEROFILL ? 0 : 0xA5, size);
+            if (size == sizeof(ZOEAVLTree))
+                self->tree = static_cast<ZOEAVLTree *>(block);
             self->live.insert(block);
             return block;
         };
@@ -93,7 +96,9 @@ class RecordingHost {
     Recorded<ZOPool> pool;
     Recorded<ZOLock> lock;
     Recorded<ZOJournal> journal;
+    ZOEAVLTree *tree = nullptr; /* the last block of its size */
     const char *lock_name = nullptr;
+    ZOLock *rw_of_tree = nullptr; /* while its lock was made */
     std::set<void *> live;
     std::vector<void *> freed;
     std::function<void()> on_get, on_release;
