@@ -1,9 +1,12 @@
 /* The engine against the model: link words after every operation, on every small shape and on long
  * random runs; walks, lists, and what must not be written. */
+#include <array>
+#include <limits>
 #include <random>
 
 #include "guarded.h"
 #include "model.h"
+#include "zoeavl/engine/select.hpp"
 
 namespace {
 
@@ -257,6 +260,33 @@ TEST(Lists, TailMayStandInTheRootWord) {
     EXPECT_EQ(ZOEAVLSTLast(nullptr, &root.headptr), &records.back().node);
     EXPECT_EQ(ZOEAVLSTToList(nullptr, &root.headptr, &root.headptr), &records.front().node);
     EXPECT_EQ(root.headptr, &records.back().node);
+}
+
+/* Both forms of a turn, with one word to select and with two, on every pair of boundary values. */
+template <class Integer>
+void compare_selections() {
+    using zoe::engine::PortableSelect;
+    using zoe::engine::Select;
+    constexpr Integer low = std::numeric_limits<Integer>::min();
+    constexpr Integer high = std::numeric_limits<Integer>::max();
+    constexpr Integer values[] = {low, low + 1, high / 2, high / 2 + 1, 0, 1, high - 1, high};
+    for (const Integer sought : values)
+        for (const Integer key : values) {
+            std::array<std::uintptr_t, 3> words{10, 20, 30};
+            std::array<std::uintptr_t, 3> portable = words;
+            EXPECT_EQ(Select::equal(sought, key, words[0], 1), sought == key);
+            EXPECT_EQ(Select::equal(sought, key, words[1], 2, words[2], 3), sought == key);
+            PortableSelect::equal(sought, key, portable[0], 1);
+            PortableSelect::equal(sought, key, portable[1], 2, portable[2], 3);
+            EXPECT_EQ(words, portable) << sought << ' ' << key;
+        }
+}
+
+TEST(Selection, IsThatOfThePortableForm) {
+    compare_selections<int>();
+    compare_selections<unsigned>();
+    compare_selections<long>();
+    compare_selections<unsigned long>();
 }
 
 } // namespace

@@ -2,7 +2,10 @@
 #ifndef ZOEAVL_ENGINE_DESCENT_HPP
 #define ZOEAVL_ENGINE_DESCENT_HPP
 
+#include <concepts>
+
 #include "path.hpp"
+#include "select.hpp"
 
 namespace zoe::inline v2::engine {
 
@@ -29,18 +32,41 @@ struct Landing {
     asm("" : "+r"(one), "+r"(other));
 }
 
+/* A search that its integers decide, without ties or up to ties. */
+template <class Search>
+concept IntegerSearch = requires(const Search &search, ZOEAVLp node) {
+    { search.sought_integer() } -> SelectableInteger;
+    { search.integer_of(node) } -> std::same_as<decltype(search.sought_integer())>;
+};
+template <class Search>
+concept SearchWithTies = IntegerSearch<Search> && Search::has_ties;
+
 /* Searches below `node`, the root node. A search gives:
  *
  *     compare(node) -> Outcome    the sought key against that of a node
  *     takes_long                  a comparison takes long enough to fetch both children meanwhile
  *
- * `passed` sees each node that the search leaves, with the side. Which way a search turns can't be
- * predicted, so both links are loaded ahead of the comparison and one is selected by it. They are
- * pinned, since a compiler that selects the address of the link instead waits for the comparison
- * before it loads. */
-template <class Search, class Passed>
-[[gnu::always_inline]] inline Landing descend_seen(ZOEAVLp node, const Search &search,
-                                                   Passed passed) {
+ * and, where integers of 32 or 64 bits decide, for the fastest form:
+ *
+ *     sought_integer()            on the side of the sought key
+ *     integer_of(node)            of the same type, on the side of a node
+ *     has_ties                    if true, keys may differ though their integers are equal:
+ *     tie(node) -> Outcome        then decides; else equal integers are equal keys
+ *
+ * and, if it may be so:
+ *
+ *     equals_all() -> bool        every key is equal, and none is looked at
+ *
+ * Which way a search turns can't be predicted, so both links are loaded ahead of the comparison and
+ * one is selected by it. They are pinned, since a compiler that selects the address of the link
+ * instead waits for the comparison before it loads. With `tracked`, the nodes that the search
+ * leaves are recorded from `end` on. */
+template <bool tracked, class Search>
+[[gnu::always_inline]] inline Landing descend_tracked(ZOEAVLp node, const Search &search,
+                                                      Step *&end) {
+    if constexpr (requires { search.equals_all(); })
+        if (__builtin_expect(search.equals_all(), 0))
+            return {node, left, true};
     for (;;) {
         std::uintptr_t to_left = strip_balance(links(node)[left]);
         std::uintptr_t to_right = strip_balance(links(node)[right]);
@@ -49,11 +75,35 @@ template <class Search, class Passed>
             __builtin_prefetch(node_at(to_left));
             __builtin_prefetch(node_at(to_right));
         }
-        const Outcome outcome = search.compare(node);
+        if constexpr (IntegerSearch<Search>) {
+            const auto sought = search.sought_integer();
+            const auto key = search.integer_of(node);
+            std::uintptr_t next = to_left;
+            std::uintptr_t step = Step::word_for(node, left);
+            const bool equal = tracked ? Select::equal(sought, key, next, to_right, step,
+                                                       Step::word_for(node, right))
+                                       : Select::equal(sought, key, next, to_right);
+            if (__builtin_expect(!equal, 1)) {
+                if constexpr (tracked)
+                    *end++ = Step(step);
+                if (__builtin_expect(is_thread(next), 0))
+                    return {node, sought > key ? right : left, false};
+                node = node_at_plain(next);
+                continue;
+            }
+            if constexpr (!SearchWithTies<Search>)
+                return {node, left, true};
+        }
+        Outcome outcome;
+        if constexpr (SearchWithTies<Search>)
+            outcome = search.tie(node);
+        else
+            outcome = search.compare(node);
         if (__builtin_expect(outcome.equal, 0))
             return {node, left, true};
         const Side side = static_cast<Side>(outcome.after);
-        passed(node, side);
+        if constexpr (tracked)
+            *end++ = Step(node, side);
         const std::uintptr_t next = outcome.after ? to_right : to_left;
         if (__builtin_expect(is_thread(next), 0))
             return {node, side, false};
@@ -63,14 +113,14 @@ template <class Search, class Passed>
 
 template <class Search>
 [[gnu::always_inline]] inline Landing descend(ZOEAVLp head, const Search &search) {
-    return descend_seen(head, search, [](ZOEAVLp, Side) {});
+    Step *nowhere = nullptr;
+    return descend_tracked<false>(head, search, nowhere);
 }
 
 /* Records the path from `end` on and moves `end` behind its last step. */
 template <class Search>
 [[gnu::always_inline]] inline Landing descend(ZOEAVLp head, const Search &search, Step *&end) {
-    return descend_seen(head, search,
-                        [&end](ZOEAVLp passed, Side side) { *end++ = Step(passed, side); });
+    return descend_tracked<true>(head, search, end);
 }
 
 /* The search of an operation on a ZOEAVL_ROOT. A key type gives:
@@ -79,13 +129,36 @@ template <class Search>
  *     load(key, length) -> Sought    runs once, after the tree was seen not to be empty; `length`
  *                                    reads the root's `keylen` when it is converted to a number
  *     compare(Sought, key) -> Outcome    sought key against the key field of a node
- *     takes_long                     as above */
+ *     takes_long                     as above
+ *
+ * and may give what else a search may, with `Sought` as first argument and the key field in place
+ * of the node. */
 template <class Key>
 struct KeySearch {
     static constexpr bool takes_long = Key::takes_long;
     [[gnu::always_inline]] Outcome compare(ZOEAVLp node) const {
         return Key::compare(sought, key_of(node, offset));
     }
+
+    [[gnu::always_inline]] auto sought_integer() const requires
+        requires(const typename Key::Sought &key) {
+        Key::sought_integer(key);
+    }
+    { return Key::sought_integer(sought); }
+    [[gnu::always_inline]] auto integer_of(ZOEAVLp node) const requires requires(const void *key) {
+        Key::integer_of(key);
+    }
+    { return Key::integer_of(key_of(node, offset)); }
+    static constexpr bool has_ties = requires { requires Key::has_ties; };
+    [[gnu::always_inline]] Outcome tie(ZOEAVLp node) const requires has_ties {
+        return Key::tie(sought, key_of(node, offset));
+    }
+    [[gnu::always_inline]] bool equals_all() const requires
+        requires(const typename Key::Sought &key) {
+        Key::equals_all(key);
+    }
+    { return Key::equals_all(sought); }
+
     typename Key::Sought sought;
     std::ptrdiff_t offset;
 };

@@ -12,7 +12,9 @@ namespace zoe::inline v2::engine {
 class Step {
   public:
     Step() = default;
-    Step(ZOEAVLp node, Side side) : word(word_of(node) | side) {}
+    explicit Step(std::uintptr_t word_) : word(word_) {}
+    Step(ZOEAVLp node, Side side) : Step(word_for(node, side)) {}
+    static std::uintptr_t word_for(ZOEAVLp node, Side side) { return word_of(node) | side; }
     [[nodiscard]] ZOEAVLp node() const { return node_at(word); }
     [[nodiscard]] Side side() const { return static_cast<Side>(word & 1U); }
     [[nodiscard]] Word *link() const { return links(node()) + side(); }

@@ -17,6 +17,24 @@ struct Indirect {
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
         return Direct::compare(sought, read<const void *>(key));
     }
+
+    [[gnu::always_inline]] static auto sought_integer(const Sought &sought) requires requires {
+        Direct::sought_integer(sought);
+    }
+    { return Direct::sought_integer(sought); }
+    [[gnu::always_inline]] static auto integer_of(const void *key) requires requires {
+        Direct::integer_of(key);
+    }
+    { return Direct::integer_of(read<const void *>(key)); }
+    static constexpr bool has_ties = requires { requires Direct::has_ties; };
+    [[gnu::always_inline]] static Outcome tie(const Sought &sought,
+                                              const void *key) requires has_ties {
+        return Direct::tie(sought, read<const void *>(key));
+    }
+    [[gnu::always_inline]] static bool equals_all(const Sought &sought) requires requires {
+        Direct::equals_all(sought);
+    }
+    { return Direct::equals_all(sought); }
 };
 
 } // namespace zoe::inline v2::engine

@@ -17,6 +17,8 @@ struct Scalar {
     [[gnu::always_inline]] static Outcome compare(Sought sought, const void *key) {
         return order(sought, read<Integer>(key));
     }
+    [[gnu::always_inline]] static Integer sought_integer(Sought sought) { return sought; }
+    [[gnu::always_inline]] static Integer integer_of(const void *key) { return read<Integer>(key); }
 };
 
 template <class Integer>
@@ -30,9 +32,28 @@ struct Array {
     [[gnu::always_inline]] static Sought load(const void *key, Length length) {
         return {static_cast<const char *>(key), length};
     }
+    [[gnu::always_inline]] static bool equals_all(const Sought &sought) {
+        return sought.count <= 0;
+    }
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
+        return compare_from(0, sought, key);
+    }
+
+    /* The first elements decide unless they are equal. */
+    static constexpr bool has_ties = true;
+    [[gnu::always_inline]] static Integer sought_integer(const Sought &sought) {
+        return read<Integer>(read_anew(sought.elements));
+    }
+    [[gnu::always_inline]] static Integer integer_of(const void *key) { return read<Integer>(key); }
+    [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
+        return compare_from(1, sought, key);
+    }
+
+  private:
+    [[gnu::always_inline]] static Outcome compare_from(std::ptrdiff_t first, const Sought &sought,
+                                                       const void *key) {
         const char *const elements = static_cast<const char *>(key);
-        for (std::ptrdiff_t i = 0; i < sought.count; i++) {
+        for (std::ptrdiff_t i = first; i < sought.count; i++) {
             const auto at = i * static_cast<std::ptrdiff_t>(sizeof(Integer));
             const Outcome outcome =
                 order(read<Integer>(sought.elements + at), read<Integer>(elements + at));

@@ -15,6 +15,12 @@ inline Value read(const void *at) {
     return value;
 }
 
+/* The same address, from which a compiler won't reuse what it read earlier or elsewhere. */
+[[gnu::always_inline]] inline const char *read_anew(const char *at) {
+    asm volatile("" : "+r"(at));
+    return at;
+}
+
 template <class Integer>
 [[gnu::always_inline]] constexpr Outcome order(Integer sought, Integer key) {
     return {sought == key, sought > key};
