@@ -72,6 +72,8 @@ words --order "$work/text" "$work/text" >"$work/refusal" || status=$?
 expect "status of an order that doesn't compile" 2 "$status"
 expect "its error names the file" 1 "$(grep -c "word_index: .*$work/text" "$work/refusal")"
 
+expect "orders of the build" "by length: b ANT ant Kelp kelp abalone case-blind: abalone ant b Kelp" \
+    "$("$build/word_orders" Kelp ant b kelp abalone b ANT | xargs)"
 expect "own host" "250000 lies between Trondheim and Bergen" "$("$build/bring_your_own_host" | grep between)"
 levels=$source/examples/data/river_levels.csv
 expect "missing values first" " missing (no reading): Carrow, Kelder" "$("$build/missing_values" "$levels" | head -1)"

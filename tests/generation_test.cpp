@@ -177,10 +177,15 @@ TEST(Driver, DescribesTheLayouts) {
 struct Record {
     ZOEAVLNODE node;
     std::int32_t key;
-    char bytes[4]; /* the key once more, in an order that memcmp has */
+    char bytes[8]; /* the key once more, in an order that memcmp has */
 };
+static_assert(sizeof(Record) % 8 == 4, "records then stand at every multiple of four");
 
+extern "C" const ZOEAVLOpTable order_of_bytes, order_of_integers, order_by_halves;
+
+/* An order as text, and as the table that was compiled from its like at build time. */
 struct Order {
+    const ZOEAVLOpTable *table;
     const char *text;
     std::int32_t keyoff, keylen;
     bool descending;
@@ -188,13 +193,16 @@ struct Order {
 };
 
 const Order orders[] = {
-    {"#define ZOEAVL_COMP(a,b,n,p,f) { int c = __builtin_memcmp((a), (b), (n)); \\\n"
+    {&order_of_bytes,
+     "#define ZOEAVL_COMP(a,b,n,p,f) { int c = __builtin_memcmp((a), (b), (n)); \\\n"
      "    if (c < 0) goto p; else if (c > 0) goto f; }",
      offsetof(Record, bytes), 4, false, false},
-    {"#define ZOEAVL_COMP(a,b,n,p,f) { int x = *(int *)(a), y = *(int *)(b); \\\n"
+    {&order_of_integers,
+     "#define ZOEAVL_COMP(a,b,n,p,f) { int x = *(int *)(a), y = *(int *)(b); \\\n"
      "    if (x < y) goto p; else if (x > y) goto f; }",
      offsetof(Record, key), 1, false, false},
-    {"static int by_half(void *a, void *b) { long x = *(long *)a / 2, y = *(int *)b; \\\n"
+    {&order_by_halves,
+     "static int by_half(void *a, void *b) { long x = *(long *)a / 2, y = *(int *)b; \\\n"
      "    return (x < y) - (x > y); }\n"
      "#define ZOEAVL_COMP(a,b,n,p,f) if (*(int *)(a) > *(int *)(b)) goto p; else \\\n"
      "    if (*(int *)(a) < *(int *)(b)) goto f;\n"
@@ -226,9 +234,9 @@ class Generated : public testing::Test {
         extension->RealDestroy(extension);
     }
 
-    ZOEAVLTree *create(const Order &order, std::uint32_t flags) {
-        const ZOEAVLParms parms{order.keylen, order.keyoff, ZOEAVL_KEYTYPE_GENERATED,
-                                flags,        nullptr,      0};
+    ZOEAVLTree *create(const Order &order, std::uint32_t flags,
+                       ZOEAVLKeyType keytype = ZOEAVL_KEYTYPE_GENERATED) {
+        const ZOEAVLParms parms{order.keylen, order.keyoff, keytype, flags, order.table, 0};
         return created.emplace_back(extension->Create(extension, &parms, nullptr, nullptr));
     }
     static ZOModule *generate(ZOEAVLTree *tree, const char *text, ZOJournal *journal = nullptr,
@@ -252,6 +260,7 @@ void run_against_model(const Order &order, ZOEAVLTree *tree, std::size_t limit, 
     }
     std::vector<bool> present(limit);
     model::Tree expected;
+    tree->root.headptr = nullptr;
     std::mt19937 random(5);
     for (unsigned step = 0; step < steps; step++) {
         const std::size_t pick = random() % limit;
@@ -298,11 +307,10 @@ TEST_F(Generated, OperationsAgreeWithTheModel) {
         }
     for (std::size_t i = 0; i < made.size(); i++)
         for (const std::size_t limit :
-             {7U, 200U}) { // small trees rotate at the root and become empty
-            ASSERT_NO_FATAL_FAILURE(run_against_model(orders[i / 2], made[i].first, limit, 5000))
-                << i;
-            made[i].first->root.headptr = nullptr;
-        }
+             {7U, 200U}) // small trees rotate at the root and become empty
+            for (ZOEAVLTree *const tree :
+                 {made[i].first, create(orders[i / 2], i % 2, ZOEAVL_KEYTYPE_OPTABLE)})
+                ASSERT_NO_FATAL_FAILURE(run_against_model(orders[i / 2], tree, limit, 5000)) << i;
     for (const auto &[tree, module] : made)
         module->Destroy(module);
     EXPECT_TRUE(nothing_left_behind());
@@ -310,12 +318,13 @@ TEST_F(Generated, OperationsAgreeWithTheModel) {
 
 TEST_F(Generated, LockedOperationsTakeTheLockAsTheBuiltInTwinsDo) {
     RecordingHost host;
-    ZOEAVLTree *const tree = create(orders[1], 0);
-    ZOLock *const own = tree->root.rw;
-    ZOModule *const module = generate(tree, orders[1].text);
-    tree->root.rw = &host.lock;
-    expect_one_lock_an_operation(host, tree);
-    tree->root.rw = own;
+    ZOEAVLTree *const generated = create(orders[1], 0);
+    ZOModule *const module = generate(generated, orders[1].text);
+    for (ZOEAVLTree *const tree : {generated, create(orders[1], 0, ZOEAVL_KEYTYPE_OPTABLE)}) {
+        ZOLock *const own = std::exchange(tree->root.rw, &host.lock);
+        expect_one_lock_an_operation(host, tree);
+        tree->root.rw = own;
+    }
     module->Destroy(module);
 }
 

@@ -1,10 +1,10 @@
 // Words by their length, and words of one length by their letters.
-// Word is how a record holds its text; a macro's members must not be called a, b, n, p or f.
-struct Word { const unsigned char *chars; uint32_t length; } __attribute__((packed));
+// Sized is how a record holds its text; a macro's members must not be called a, b, n, p or f.
+struct Sized { const unsigned char *chars; uint32_t length; } __attribute__((packed));
 
 #define ZOEAVL_COMP(a, b, n, p, f)                                      \
     {                                                                   \
-    const struct Word *sought = (a), *here = (b);                       \
+    const struct Sized *sought = (a), *here = (b);                       \
     if (sought->length < here->length) goto p;                          \
     if (sought->length > here->length) goto f;                          \
     int order = __builtin_memcmp(sought->chars, here->chars, sought->length); \

@@ -1,10 +1,10 @@
 // Words in the order of their letters, upper and lower case being the same letter.
-// Word is how a record holds its text; a macro's members must not be called a, b, n, p or f.
-struct Word { const unsigned char *chars; uint32_t length; } __attribute__((packed));
+// Spelt is how a record holds its text; a macro's members must not be called a, b, n, p or f.
+struct Spelt { const unsigned char *chars; uint32_t length; } __attribute__((packed));
 
 static int lower(int c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
-static int word_order(const struct Word *sought, const struct Word *here)
+static int word_order(const struct Spelt *sought, const struct Spelt *here)
 {
     uint32_t common = sought->length < here->length ? sought->length : here->length;
     for (uint32_t i = 0; i < common; i++) {
