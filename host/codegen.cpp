@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "formatted.h"
+#include "report.h"
 #include "zoeavl_host.h"
 
 extern char **environ; // NOLINT(readability-redundant-declaration)
@@ -213,14 +214,6 @@ void destroy_module(ZOModule *module) {
     delete static_cast<Module *>(module);
 }
 
-void complain(ZOJournal *journal, const char *format, ...) {
-    va_list list;
-    va_start(list, format);
-    if (journal != nullptr)
-        journal->MessageToJnl(journal, ZOJOURNAL_LEVEL, reinterpret_cast<ZOWord>(format), 0, list);
-    va_end(list);
-}
-
 ZOModule *compile(ZOCodegen *codegen, ZOWord first, ZOWord) {
     auto *const self = static_cast<Codegen *>(codegen);
     try {
@@ -232,7 +225,7 @@ ZOModule *compile(ZOCodegen *codegen, ZOWord first, ZOWord) {
         module->symbol = symbol;
         return module.release();
     } catch (const std::exception &refusal) {
-        complain(self->journal, "compile: %s", refusal.what());
+        report(self->journal, std::string("compile: ") + refusal.what());
         return nullptr;
     }
 }

@@ -1,10 +1,13 @@
 /* The host object, its pools and its locks. */
-#include "zoeavl_host.h"
-
+#include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory_resource>
 #include <new>
 #include <pthread.h>
+
+#include "report.h"
+#include "zoeavl_host.h"
 
 namespace {
 
@@ -17,13 +20,16 @@ struct Pool : ZOPool {
 
 /* Stands ahead of each block: Free is not told the size. */
 struct alignas(std::max_align_t) BlockHeader {
-    std::size_t bytes;
+    std::size_t
+        bytes; /* a multiple of the alignment, without which small blocks are packed closer */
 };
 
 void *alloc(ZOPool *pool, uint64_t size, uint32_t flags) {
-    const std::size_t bytes = size + sizeof(BlockHeader);
-    if (bytes < size)
+    if (size > PTRDIFF_MAX - 2 * sizeof(BlockHeader))
         return nullptr;
+    const std::size_t rounded =
+        (size + alignof(BlockHeader) - 1) / alignof(BlockHeader) * alignof(BlockHeader);
+    const std::size_t bytes = sizeof(BlockHeader) + rounded;
     try {
         void *const start = static_cast<Pool *>(pool)->memory.allocate(bytes, alignof(BlockHeader));
         auto *const header = new (start) BlockHeader{bytes};
@@ -68,7 +74,10 @@ uint32_t get_lock(ZOLock *lock, uint32_t wr, uint32_t wa) {
     pthread_rwlock_t *const rwlock = &static_cast<Lock *>(lock)->rwlock;
     const auto get = wr != 0 ? (wa != 0 ? pthread_rwlock_wrlock : pthread_rwlock_trywrlock)
                              : (wa != 0 ? pthread_rwlock_rdlock : pthread_rwlock_tryrdlock);
-    return static_cast<uint32_t>(get(rwlock));
+    const int status = get(rwlock);
+    if (wa != 0 && status == EDEADLK)
+        end_with_fault(nullptr, "a lock is taken again by the thread that holds it for writing");
+    return static_cast<uint32_t>(status);
 }
 
 uint32_t release_lock(ZOLock *lock) {

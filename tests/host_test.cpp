@@ -12,6 +12,9 @@
 
 namespace {
 
+/* Does the function end the process, with a line on standard error that matches? */
+#define EXPECT_FAULT(statement, line) EXPECT_DEATH((void)(statement), "zoeavl_host: " line)
+
 TEST(EmbeddedHost, PoolsGiveAlignedBlocksAndEndThemAtOnce) {
     ZOHost *const host = zoeavl_host();
     const ZOPoolParms parms{};
@@ -19,7 +22,7 @@ TEST(EmbeddedHost, PoolsGiveAlignedBlocksAndEndThemAtOnce) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; t++)
         threads.emplace_back([pool] {
-            for (std::uint64_t size = 0; size < 3000; size += 7) {
+            for (std::uint64_t size = 0; size < 3000; size += size < 40 ? 1 : 7) {
                 auto *const block = static_cast<char *>(pool->Alloc(pool, size, ZOPOOL_ZEROFILL));
                 ASSERT_NE(block, nullptr);
                 ASSERT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0U);
@@ -48,8 +51,12 @@ TEST(EmbeddedHost, LocksExcludeAsAskedAndVariantsDiffer) {
         lock->Release(lock);
         lock->Release(lock);
         EXPECT_EQ(lock->Get(lock, 1, 1), 0U);
-        EXPECT_NE(lock->Get(lock, 0, 0), 0U);
+        for (const std::uint32_t wr : {0U, 1U})
+            EXPECT_NE(lock->Get(lock, wr, 0), 0U);
         lock->Release(lock);
+        for (const std::uint32_t wr : {0U, 1U})
+            EXPECT_FAULT((lock->Get(lock, 1, 1), lock->Get(lock, wr, 1)),
+                         "a lock is taken again by the thread that holds it for writing");
         lock->Destroy(lock);
     }
 }
