@@ -71,6 +71,17 @@ extern "C" {
 
 #define ZOEAVL_API __attribute__((visibility("default")))
 
+/* The library uses its own data where it stands. So that a program uses it there too, and not a
+ * copy of its own, a compiler that doesn't know this attribute needs -fPIC. */
+#if defined __has_attribute && defined __x86_64__
+#    if __has_attribute(nodirect_extern_access)
+#        define ZOEAVL_DATA ZOEAVL_API __attribute__((nodirect_extern_access))
+#    endif
+#endif
+#ifndef ZOEAVL_DATA
+#    define ZOEAVL_DATA ZOEAVL_API
+#endif
+
 /* ---- Nodes and roots --------------------------------------------------------------------------
  */
 
@@ -211,7 +222,7 @@ enum {
                 apply(ua64p) apply(dblp) apply(mdblp)
 
 /* The constant tables cbchar to cbmdblp, adjacent in memory. */
-#define ZOEAVL_DECLARE_TABLE(type) ZOEAVL_API extern const ZOEAVLOpTable cb##type;
+#define ZOEAVL_DECLARE_TABLE(type) ZOEAVL_DATA extern const ZOEAVLOpTable cb##type;
 ZOEAVL_FOR_EACH_KEYTYPE(ZOEAVL_DECLARE_TABLE)
 #undef ZOEAVL_DECLARE_TABLE
 
@@ -334,7 +345,7 @@ ZO_ASSERT_SIZE(ZOEAVLExtension, 88);
 
 /* The host in force: null until zoextent or zoextver stores it, then read whenever a factory or a
  * locked tree is made. Written without synchronisation. */
-ZOEAVL_API extern ZOHost *Exported_ZOHandle;
+ZOEAVL_DATA extern ZOHost *Exported_ZOHandle;
 
 /* Stores `handle`; writes the first two numbers (9, 1) of the required kernel version. Gives 0. */
 ZOEAVL_API uint64_t zoextver(ZOHost *handle, uint64_t *major, uint64_t *minor);
@@ -452,8 +463,8 @@ ZOEAVL_API ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, 
  * text in bytes, final NUL counted. A program that wants these two names for itself defines
  * ZOEAVL_NO_TEXT_NAMES ahead of the header. */
 #ifndef ZOEAVL_NO_TEXT_NAMES
-ZOEAVL_API extern const char code[];
-ZOEAVL_API extern const uint32_t codesize;
+ZOEAVL_DATA extern const char code[];
+ZOEAVL_DATA extern const uint32_t codesize;
 #endif
 
 /* Fits out a tree of key type 25: adds a preamble and `code` to `codegen`, which already holds the

@@ -8,9 +8,11 @@
  *     };
  *     zoe::index<City, &City::population> by_size;
  *
- *     by_size.insert(bergen);                          // a record of yours, which stays where it
- * is auto city = by_size.find(291189);                // an iterator, or by_size.end() auto [below,
- * match, above] = by_size.neighbours(300000); for (City &c : by_size.between(100000, 500000)) ...
+ *     by_size.insert(bergen);              // a record of yours, which stays where it is
+ *     auto city = by_size.find(291189);    // an iterator, or by_size.end()
+ *     auto [below, match, above] = by_size.neighbours(300000);
+ *     for (City &c : by_size.between(100000, 500000))
+ *         std::cout << c.name;
  *     by_size.erase(bergen);
  *
  * A record stands in several indexes through several member nodes (index_on), and an index may go

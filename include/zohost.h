@@ -30,8 +30,8 @@ typedef int64_t ZOWord;
 typedef uint32_t zochar;
 
 typedef uint32_t ZOStatus;
-#define ZOEAVL_STATUS_RESOURCE ((ZOStatus)0x803fc002)    /* no pool, block or lock to be had */
-#define ZOEAVL_STATUS_UNSUPPORTED ((ZOStatus)0x803fc004) /* what skUnsup returns */
+#define ZOEAVL_STATUS_RESOURCE 0x803fc002u    /* no pool, block or lock to be had */
+#define ZOEAVL_STATUS_UNSUPPORTED 0x803fc004u /* what skUnsup returns */
 
 typedef struct ZOHost ZOHost;
 typedef struct ZOPool ZOPool;

@@ -26,7 +26,9 @@
 namespace zoe::inline v2::engine {
 
 template <class Type>
-concept SelectableInteger = std::integral<Type> && requires { requires sizeof(Type) >= 4; };
+concept SelectableInteger = std::integral<Type> && requires {
+    requires sizeof(Type) >= 4;
+};
 
 /* Each gives true, and leaves the words as they are, if the integers are equal; else the words
  * become what stands beside them where the sought integer is the greater one, without a branch. */
