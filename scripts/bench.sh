@@ -4,10 +4,11 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(dirname "$here")
-"$here/setup.sh" libbenchmark-dev libboost-dev libabsl-dev libglib2.0-dev
+"$here/setup.sh" bench
+export CMAKE_GENERATOR=Ninja
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { cmake -S "$source" -B "$source/build/bench" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+if ! { cmake -S "$source" -B "$source/build/bench" -DCMAKE_BUILD_TYPE=Release \
              -DZOEAVL_BUILD_BENCH=ON -DZOEAVL_BUILD_TESTS=OFF &&
        cmake --build "$source/build/bench" --target zoeavl_bench; } >"$log" 2>&1; then
     cat "$log" >&2

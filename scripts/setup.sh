@@ -1,22 +1,59 @@
 #!/usr/bin/env bash
-# Installs what a bare Debian machine lacks to build, test and check zoeavl; quiet, and only what is
-# missing. Further packages may be named.
+# Sees to what a step needs and a bare Debian machine lacks; quiet, and only what is missing.
+#   setup.sh [--list] [STEP]...
+# Steps: build (the default), test, docs, package, bench. With --list it only names what it would install.
 set -euo pipefail
-wanted=(g++ gcc cmake ninja-build clang clang-format clang-tidy libgtest-dev pkg-config binutils
-        dpkg-dev file git "$@")
+
+# What each step needs, as THING:PACKAGE. A thing is a command or the path of a file.
+cc='gcc:gcc /usr/include/stdlib.h:libc6-dev'
+declare -A needs=(
+    [build]="$cc g++:g++ cmake:cmake ninja:ninja-build"
+    [test]="make:make clang:clang clang-format:clang-format clang-tidy:clang-tidy pkg-config:pkg-config
+            /usr/include/gtest/gtest.h:libgtest-dev readelf:binutils
+            setarch:util-linux shellcheck:shellcheck"
+    [docs]="doxygen:doxygen"
+    [package]="dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot lintian:lintian doxygen:doxygen"
+    [bench]="/usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/boost/version.hpp:libboost-dev
+             /usr/include/absl/base/config.h:libabsl-dev /usr/include/glib-2.0/glib.h:libglib2.0-dev
+             pkg-config:pkg-config"
+)
+
+list=false
+steps=(build)
+for argument in "$@"; do
+    if [ "$argument" = --list ]; then
+        list=true
+    elif [ -n "${needs[$argument]:-}" ]; then
+        steps+=("$argument")
+    else
+        echo "setup: no such step: $argument (there are: ${!needs[*]})" >&2
+        exit 2
+    fi
+done
+
+there() { if [ "${1:0:1}" = / ]; then [ -e "$1" ]; else command -v "$1" >/dev/null; fi; }
 missing=()
-for package in "${wanted[@]}"; do
-    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+for step in "${steps[@]}"; do
+    for need in ${needs[$step]}; do
+        package=${need#*:}
+        there "${need%:*}" || [[ " ${missing[*]} " == *" $package "* ]] || missing+=("$package")
+    done
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
+if $list; then
+    printf '%s\n' "${missing[@]}"
+    exit 0
+fi
 
-sudo=()
-[ "$(id -u)" -eq 0 ] || sudo=(sudo)
+install="apt-get install -y --no-install-recommends ${missing[*]}"
+if [ "$(id -u)" -ne 0 ] || ! command -v apt-get >/dev/null; then
+    printf 'setup: %s\n' "not there yet: ${missing[*]}" "as root, on Debian: apt-get update && $install" >&2
+    exit 1
+fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 echo "setup: installing ${missing[*]}"
-if ! { "${sudo[@]}" apt-get update && DEBIAN_FRONTEND=noninteractive \
-       "${sudo[@]}" apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+if ! { apt-get update && DEBIAN_FRONTEND=noninteractive $install; } >"$log" 2>&1; then
     cat "$log" >&2
     echo "setup: can't install ${missing[*]}" >&2
     exit 1

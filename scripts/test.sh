@@ -1,36 +1,69 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs all tests: release builds of both compilers, address and undefined-behaviour
-# sanitizers, the concurrent tests under the thread sanitizer, then format and lint.
+# Sets up, builds and runs all tests, or the steps named.
+#   test.sh [STEP]...
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
-export CMAKE_GENERATOR=Ninja
 
-build() { # preset, target...
-    cmake --preset "$1" -DZOEAVL_BUILD_TESTS=ON >/dev/null
-    cmake --build --preset "$1" --target "${@:2}" >"build/$1/build.log" 2>&1 ||
-        { cat "build/$1/build.log"; return 1; }
-}
-say() { printf '\n== %s\n' "$*"; }
+# A step is a row here and a function of its name below.
+steps=(
+    "release  all tests, built by g++"
+    "clang    all tests, built by clang++"
+    "asan     all tests under the address and undefined-behaviour sanitizers"
+    "tsan     the concurrent tests under the thread sanitizer"
+    "format   clang-format"
+    "lint     clang-tidy and shellcheck"
+)
 
-say "release, g++"
-build release all
-ctest --preset release
-say "release, clang++"
-build clang all
-ctest --preset clang
-say "address and undefined-behaviour sanitizers"
-build asan all
-ctest --preset asan
-say "thread sanitizer"
-build tsan zoeavl_concurrent_tests
+release() { build release all && ctest --preset release; }
+clang() { build clang all && ctest --preset clang; }
+asan() { build asan all && ctest --preset asan; }
 # The address space is laid out anew only as far as the sanitizer's shadow memory can follow.
-setarch "$(uname -m)" -R ctest --preset tsan -R concurrent
+tsan() { build tsan zoeavl_concurrent_tests && setarch "$(uname -m)" -R ctest --preset tsan -R concurrent; }
+format() {
+    # shellcheck disable=SC2016 # the inner shell expands it
+    sources '*.h' '*.hpp' '*.cpp' | grep -zv '^./examples/orders/' |
+        xargs -0 -n 1 bash -c 'clang-format "$0" | diff -u --label "$0" --label "$0, formatted" "$0" -'
+}
+lint() {
+    build clang zoeavl
+    # shellcheck disable=SC2016 # the inner shell expands it
+    sources '*.cpp' | grep -zEv '^./(tests|bench)/' | xargs -0 -n 1 -P "$(nproc)" bash -c '
+        clang-tidy -p build/clang --quiet "$0" 2> >(grep -v "warnings generated" >&2) && echo "   $0"'
+    sources '*.sh' run | xargs -0 shellcheck
+}
 
-say "format and lint"
-mapfile -t sources < <(git ls-files '*.h' '*.hpp' '*.cpp' ':!examples/orders')
-clang-format --dry-run --Werror "${sources[@]}"
-mapfile -t linted < <(git ls-files '*.cpp' ':!tests' ':!bench')
-printf '%s\0' "${linted[@]}" | xargs -0 -n 4 -P "$(nproc)" clang-tidy -p build/clang --quiet 2>/dev/null
-bash -n scripts/*.sh tests/*.sh
+# The project's files of these names, wherever they came from.
+sources() {
+    local names=()
+    for name in "$@"; do names+=(-o -name "$name"); done
+    find . \( -path ./build -o -path ./.git \) -prune -o -type f \( "${names[@]:1}" \) -print0 | sort -z
+}
+
+# Builds targets of a preset, and says at every fifth how far it has come.
+build() { # preset, target...
+    cmake --preset "$1" -DZOEAVL_BUILD_TESTS=ON >/dev/null || return
+    cmake --build --preset "$1" --target "${@:2}" 2>&1 | awk -v log_file="build/$1/build.log" '
+        { print > log_file }
+        match($0, /^\[[0-9]+\/[0-9]+\]/) {
+            split(substr($0, 2, RLENGTH - 2), count, "/"); part = int(5 * count[1] / count[2])
+            if (part > parts) { printf "   built %d of %d\n", count[1], count[2]; fflush(); parts = part }
+        }' || { sed -n '/^FAILED/,$p' "build/$1/build.log" >&2; return 1; }
+}
+
+wanted=("$@")
+for name in "${wanted[@]}"; do
+    printf '%s\n' "${steps[@]}" | grep -q "^$name " ||
+        { echo "test: no such step: $name (there are: $(printf '%s\n' "${steps[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
+done
+echo "test: all steps take about 15 minutes on two cores, and 1 GB under build/"
+scripts/setup.sh test package docs
+export CMAKE_GENERATOR=Ninja
+for step in "${steps[@]}"; do
+    read -r name what <<<"$step"
+    [[ ${#wanted[@]} -eq 0 || " ${wanted[*]} " == *" $name "* ]] || continue
+    printf '\n== %s: %s\n' "$name" "$what"
+    started=$SECONDS
+    "$name"
+    echo "== $name: passed after $((SECONDS - started)) s ($((SECONDS / 60)) min in all)"
+done
 echo "all tests passed"

@@ -11,8 +11,10 @@ build() { # folder, options for cmake...
     cmake --build "$work/$1" --target zoeavl >/dev/null
 }
 expect_date() { # stamp, date
-    grep -q "V.02.01M0P$1" "$work/one/libzoeavl.so" && grep -q "$2" "$work/one/libzoeavl.so" ||
-        { echo "reproducible: the library isn't of $2" >&2; exit 1; }
+    if ! grep -q "V.02.01M0P$1" "$work/one/libzoeavl.so" || ! grep -q "$2" "$work/one/libzoeavl.so"; then
+        echo "reproducible: the library isn't of $2" >&2
+        exit 1
+    fi
 }
 
 export SOURCE_DATE_EPOCH=1700000000
