@@ -29,8 +29,8 @@ class guarded {
 
     /* Waits for the lock, and gives an object with -> and * that holds it until its end. A thread
      * that holds either must not ask for another. */
-    detail::access<const Index &, read_lock> read() const { return {mutex, index}; }
-    detail::access<Index &, std::unique_lock<Mutex>> write() { return {mutex, index}; }
+    detail::access<const Index, read_lock> read() const { return {mutex, index}; }
+    detail::access<Index, std::unique_lock<Mutex>> write() { return {mutex, index}; }
 
   private:
     mutable Mutex mutex;

@@ -3,6 +3,7 @@
 #ifndef ZOEAVL_TREE_HPP
 #define ZOEAVL_TREE_HPP
 
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -117,10 +118,16 @@ ZOEAVLParms parameters() {
     return parms;
 }
 
+/* Tables are told by what they hold: a program that isn't compiled with -fPIC sees copies of the
+ * library's. */
+inline bool same_table(const ZOEAVLOpTable *a, const ZOEAVLOpTable *b) {
+    return a == b || (a != nullptr && b != nullptr && std::memcmp(a, b, sizeof *a) == 0);
+}
+
 inline std::string described(const ZOEAVLOpTable *table, std::int32_t offset, std::int32_t length) {
     std::string name = table == nullptr ? "no table" : "a table of its own";
     for (ZOEAVLKeyType type = ZOEAVL_KEYTYPE_CHAR; type < ZOEAVL_KEYTYPE_GENERATED; type++)
-        if (library_table(type).table == table)
+        if (same_table(library_table(type).table, table))
             name = std::string("table ") + library_table(type).name;
     return name + ", offset " + std::to_string(offset) + ", length " + std::to_string(length);
 }
@@ -135,7 +142,7 @@ inline void require_tree_like(const ZOEAVLTree *tree, const ZOEAVLParms &parms) 
                                            : library_table(parms.keytype).table;
     const bool any_length =
         parms.keytype == ZOEAVL_KEYTYPE_OPTABLE || parms.keytype == ZOEAVL_KEYTYPE_VCHAR;
-    if (tree->optable != table || tree->root.keyoff != parms.keyoff ||
+    if (!same_table(tree->optable, table) || tree->root.keyoff != parms.keyoff ||
         (tree->root.keylen != parms.keylen && !any_length))
         throw std::invalid_argument(
             "zoeavl: the members call for " + described(table, parms.keyoff, parms.keylen) +
@@ -161,6 +168,12 @@ class tree_operations : public operations<tree_operations<Hook, keys...>, Hook, 
 
   public:
     explicit tree_operations(ZOEAVLp *word_) noexcept : word(word_) {}
+    tree_operations(const tree_operations &other) noexcept : base(), word(other.word) {}
+    tree_operations &operator=(const tree_operations &other) noexcept {
+        word = other.word;
+        return *this;
+    }
+    ~tree_operations() = default;
 
   private:
     [[nodiscard]] ZOEAVLp *head_word() const noexcept { return word; }
@@ -199,19 +212,31 @@ class tree_access {
      * operations, neighbours() included: beside writers that is the safe way to look them up. A
      * thread that holds either must not ask for another, nor call the tree's own slots. */
     [[nodiscard]] access<const operations, tree_lock<engine::reading>> read() const {
-        return {*object, word};
+        return {*object, records};
     }
     [[nodiscard]] access<operations, tree_lock<engine::writing>> write() const {
-        return {*object, word};
+        return {*object, records};
     }
 
     /* The tree object, for the functions of zoeavl.h. */
     [[nodiscard]] ZOEAVLTree *get() const noexcept { return object; }
 
   protected:
-    tree_access(ZOEAVLTree *object_, ZOEAVLp *word_) noexcept : object(object_), word(word_) {}
+    tree_access(ZOEAVLTree *object_, ZOEAVLp *word) noexcept : object(object_), records(word) {}
+    explicit tree_access(ZOEAVLTree *tree) noexcept : tree_access(tree, &tree->root.headptr) {}
+    tree_access(const tree_access &) noexcept = default;
+    tree_access &operator=(const tree_access &) noexcept = default;
+    ~tree_access() = default;
+    void swap(tree_access &other) noexcept {
+        const tree_access mine = *this;
+        *this = other;
+        other = mine;
+    }
+
     ZOEAVLTree *object;
-    ZOEAVLp *word;
+
+  private:
+    mutable operations records;
 };
 
 } // namespace detail
@@ -235,13 +260,11 @@ class basic_tree : public detail::tree_access<Hook, keys...> {
     /* std::invalid_argument for a null factory; std::runtime_error if there is no tree to be had,
      * of which the journal, if there is one, tells more. */
     explicit basic_tree(ZOEAVLExtension *factory, const options &how = {})
-        : base(made(factory, how), nullptr) {
-        this->word = &this->object->root.headptr;
-    }
+        : base(made(factory, how)) {}
     basic_tree(basic_tree &&other) noexcept : base(other) { other.object = nullptr; }
     basic_tree &operator=(basic_tree &&other) noexcept {
-        std::swap(this->object, other.object);
-        std::swap(this->word, other.word);
+        basic_tree taken(std::move(other));
+        this->swap(taken);
         return *this;
     }
     ~basic_tree() {
@@ -271,7 +294,7 @@ class basic_view : public detail::tree_access<Hook, keys...> {
     using base = detail::tree_access<Hook, keys...>;
 
   public:
-    explicit basic_view(ZOEAVLTree *tree) : base(fitting(tree), &tree->root.headptr) {}
+    explicit basic_view(ZOEAVLTree *tree) : base(fitting(tree)) {}
     basic_view(ZOEAVLTree *tree, ZOEAVLp *root_word) : base(fitting(tree), root_word) {}
     basic_view(ZOEAVLTree *tree, ZOEAVLp &root_word) : base(fitting(tree), &root_word) {}
 

@@ -1,0 +1,62 @@
+/* Checked mode: misuse that can be seen throws and changes nothing. */
+#define ZOEAVL_CHECKED
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zoeavl.hpp"
+
+namespace {
+
+struct Record : zoe::node {
+    int key = 0;
+};
+using Index = zoe::index<Record, &Record::key>;
+
+TEST(CheckedIndex, SaysWhatIsWrong) {
+    std::vector<Record> records(20);
+    Index index;
+    Index other;
+    for (std::size_t i = 0; i < records.size(); i++) {
+        records[i].key = static_cast<int>(2 * i);
+        (i < 10 ? index : other).insert(records[i]);
+    }
+    Record loose;
+    loose.key = 1;
+    Record unlike;
+    unlike.key = 5;
+    const std::pair<const char *, std::function<void()>> slips[] = {
+        {"the record is in an index already", [&] { index.insert(records[3]); }},
+        {"the record is in an index already", [&] { other.insert(records[3]); }},
+        {"the record is in an index already",
+         [&] { index.find_or_insert([&]() -> Record & { return records[15]; }, 31); }},
+        {"the record that was made hasn't the key that was asked for",
+         [&] { index.find_or_insert([&]() -> Record & { return unlike; }, 7); }},
+        {"the record is in no index", [&] { (void)index.iterator_to(loose); }},
+        {"the iterator's record isn't found at its place in this index",
+         [&] { index.erase(other.begin()); }},
+        {"the end was erased", [&] { index.erase(index.end()); }},
+        {"the end was dereferenced", [&] { (void)*index.end(); }},
+        {"the end was incremented", [&] { ++index.end(); }},
+        {"the beginning was decremented", [&] { --index.begin(); }},
+        {"the end was dereferenced", [&] { (void)Index().front(); }},
+        {"the beginning was decremented", [&] { (void)Index().back(); }},
+    };
+    for (const auto &[words, slip] : slips) {
+        try {
+            slip();
+            ADD_FAILURE() << "unseen: " << words;
+        } catch (const std::logic_error &seen) {
+            EXPECT_EQ(std::string("zoeavl: ") + words, seen.what());
+        }
+        EXPECT_EQ(index.size(), 10U);
+        EXPECT_EQ(std::distance(index.begin(), index.end()), 10);
+        EXPECT_EQ(other.size(), 10U);
+    }
+    EXPECT_TRUE(index.insert(loose).second);
+    EXPECT_EQ(index.erase(index.iterator_to(loose))->key, 2);
+    EXPECT_TRUE(other.insert(loose).second) << "a record that was removed may go in elsewhere";
+}
+
+} // namespace
