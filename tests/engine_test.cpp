@@ -136,36 +136,6 @@ TEST(Engine, AgreesWithTheModelOnLongRandomRuns) {
     run_at_random(100000, 500000, 20000, 3);
 }
 
-TEST(Engine, SortedInsertionMakesPerfectTreesAndFibonacciTreesFallApartInOrder) {
-    for (const bool ascending : {true, false}) {
-        std::vector<Record> records = records_with_odd_keys(1023);
-        ZOEAVL_ROOT root = root_for_i32();
-        for (std::size_t i = 0; i < records.size(); i++)
-            cbi32.adder(&root, &records[ascending ? i : records.size() - 1 - i].node);
-        model::ShapeP perfect;
-        for (int level = 0; level < 10; level++)
-            perfect = model::join(perfect, perfect);
-        EXPECT_TRUE(model::same(model_of(records, perfect), root.headptr));
-    }
-    model::ShapeP low;
-    model::ShapeP high = model::join(nullptr, nullptr);
-    for (int level = 0; level < 12; level++)
-        low = std::exchange(high, model::join(low, high));
-    std::vector<Record> records = records_with_odd_keys(model::size(high));
-    for (const bool from_the_front : {true, false}) {
-        model::Tree tree = model_of(records, high);
-        ZOEAVL_ROOT root = root_for_i32();
-        model::build(tree, &root.headptr);
-        while (!tree.order.empty()) {
-            const std::size_t index = from_the_front ? 0 : tree.order.size() - 1;
-            const auto *const record = reinterpret_cast<Record *>(tree.order[index]);
-            cbi32.killer(&root, &record->key);
-            tree.remove(index);
-            ASSERT_TRUE(model::same(tree, root.headptr));
-        }
-    }
-}
-
 TEST(Engine, WritesNothingOnEqualKeysSearchesAndAbsentKeys) {
     constexpr std::size_t count = 500;
     Guarded memory(count * sizeof(Record));

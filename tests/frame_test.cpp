@@ -271,33 +271,40 @@ TEST_F(Frame, ZeroLengthTreesHoldOneNode) {
     for (const std::uint32_t flags : {0U, ZOEAVL_PARM_NOLOCK}) {
         ZOEAVLTree *const tree = create(parms_for(1, 0, flags));
         ZOEAVL_ROOT *const root = &tree->root;
-        const Calls each = flags == 0 ? Calls{"Get 1 1", "Release"} : Calls{};
         Record first{{&first.node, &first.node}, 1};
         Record second{{&first.node, nullptr}, 2};
+        ZOEAVLp head = nullptr;
+        if (flags == 0) { // the head counts while the lock is held, and then alone
+            host.on_get = [&] { root->headptr = head; };
+            host.on_release = [&] { head = std::exchange(root->headptr, &second.node); };
+            root->headptr = &second.node;
+        }
+        const auto once = [&](ZOEAVLp result) {
+            EXPECT_EQ(host.calls(), flags == 0 ? (Calls{"Get 1 1", "Release"}) : Calls{});
+            return result;
+        };
         ZOEAVLp previous = &first.node;
         ZOEAVLp next = &first.node;
         host.calls();
-        EXPECT_EQ(tree->finder(root, nullptr), nullptr);
-        EXPECT_EQ(host.calls(), each);
-        EXPECT_EQ(tree->killer(root, nullptr), nullptr);
-        EXPECT_EQ(host.calls(), each);
+        EXPECT_EQ(once(tree->killer(root, nullptr)), nullptr);
         for (int round = 0; round < 2; round++) {
-            EXPECT_EQ(tree->adder(root, &first.node), &first.node);
+            EXPECT_EQ(once(tree->finder(root, nullptr)), nullptr);
+            EXPECT_EQ(once(tree->adder(root, &first.node)), &first.node);
             EXPECT_EQ(model::words_of(&first.node), (model::Words{2, 2}));
-            EXPECT_EQ(tree->adder(root, &second.node), &first.node);
+            EXPECT_EQ(once(tree->adder(root, &second.node)), &first.node);
             EXPECT_EQ(model::words_of(&second.node), (model::Words{model::word(&first.node), 0}));
-            host.calls();
-            host.on_release = [&] { EXPECT_NE(next, nullptr) << "stored after the release"; };
-            EXPECT_EQ(tree->fuzzier(root, nullptr, &previous, &next), &first.node);
-            host.on_release = nullptr;
-            EXPECT_EQ(host.calls(), each);
+            if (flags == 0)
+                host.on_release = [&, take_away = host.on_release] {
+                    EXPECT_NE(next, nullptr) << "stored after the release";
+                    take_away();
+                };
+            EXPECT_EQ(once(tree->fuzzier(root, nullptr, &previous, &next)), &first.node);
             EXPECT_EQ(std::exchange(previous, &first.node), nullptr);
             EXPECT_EQ(std::exchange(next, &first.node), nullptr);
-            EXPECT_EQ(tree->First(root), &first.node);
-            EXPECT_EQ(tree->Next(&first.node), nullptr);
-            EXPECT_EQ(tree->killer(root, nullptr), &first.node);
+            EXPECT_EQ(once(tree->killer(root, nullptr)), &first.node);
             EXPECT_EQ(model::words_of(&first.node), (model::Words{2, 2}));
         }
+        host.on_get = host.on_release = nullptr;
     }
 }
 
@@ -328,6 +335,7 @@ TEST_F(Frame, GenericWrappersLockAroundTheTablesSlots) {
     ZOEAVLTree *const tree = create(parms);
     tree->optable = &other;
     host.on_get = [&] { tree->optable = &table; };
+    host.on_release = [&] { tree->optable = &other; };
     host.calls();
     Record record{};
     ZOEAVLp previous = nullptr;
@@ -342,46 +350,12 @@ TEST_F(Frame, GenericWrappersLockAroundTheTablesSlots) {
     EXPECT_EQ(host.calls(), (Calls{"Get 1 1", "slot 2", "Release"}));
 }
 
-TEST_F(Frame, LockedTwinsTakeTheLockOnceOnEveryPath) {
-    ZOEAVLParms parms = parms_for(3, 1);
-    parms.keyoff = offsetof(LockedRecord, key);
-    expect_one_lock_an_operation(host, create(parms));
-}
-
-TEST_F(Frame, OnlyTheNeighbourLookupReadsTheHeadAheadOfTheLock) {
-    ZOEAVLTree *const tree = create(parms_for(5, 1));
-    Record old_root{{}, 7};
-    Record new_root{{}, 7};
-    const std::int64_t key = 7;
-    for (Record *record : {&old_root, &new_root})
-        record->node.llink = record->node.rlink = reinterpret_cast<ZOEAVLp>(2);
-    host.on_get = [&] { tree->root.headptr = &new_root.node; };
-    tree->root.headptr = &old_root.node;
-    EXPECT_EQ(tree->fuzzier(&tree->root, &key, nullptr, nullptr), &old_root.node);
-    tree->root.headptr = &old_root.node;
-    EXPECT_EQ(tree->finder(&tree->root, &key), &new_root.node);
-    tree->root.headptr = nullptr;
-    EXPECT_EQ(tree->fuzzier(&tree->root, &key, nullptr, nullptr), nullptr);
-    tree->root.headptr = nullptr;
-    EXPECT_EQ(tree->adder(&tree->root, &old_root.node), &new_root.node);
-    tree->root.headptr = nullptr;
-    EXPECT_EQ(tree->killer(&tree->root, &key), &new_root.node);
-
-    /* `keyoff` counts as it was ahead of the lock, and the lock in `rw` at the end is released. */
-    RecordingHost other;
-    host.on_get = [&] {
-        tree->root.keyoff = 9999;
-        tree->root.rw = &other.lock;
-    };
-    tree->root.headptr = nullptr;
-    tree->adder(&tree->root, &old_root.node);
-    tree->root.keyoff = offsetof(Record, key);
-    tree->root.rw = &host.lock;
-    host.calls();
-    other.calls();
-    EXPECT_EQ(tree->finder(&tree->root, &key), &old_root.node);
-    EXPECT_EQ(host.calls(), Calls{"Get 0 1"});
-    EXPECT_EQ(other.calls(), Calls{"Release"});
+TEST_F(Frame, LockedTwinsTouchNothingOutsideTheLock) {
+    for (const std::int32_t keylen : {1, 2}) {
+        ZOEAVLParms parms = parms_for(3, keylen);
+        parms.keyoff = offsetof(LockedTree::Record, key);
+        expect_lock_discipline(host, create(parms));
+    }
 }
 
 TEST_F(Frame, ExternalRootsUseTheTreeAsConfigurationAlone) {

@@ -1,55 +1,118 @@
-/* What every locked tree must do: take the lock once, in the mode of the operation, on every path.
- */
+/* What every locked tree must do: take the lock once, in the mode of the operation, on every path,
+ * and touch nothing that the lock guards while it isn't held. */
 #ifndef ZOEAVL_TESTS_LOCK_DISCIPLINE_H
 #define ZOEAVL_TESTS_LOCK_DISCIPLINE_H
 
+#include "guarded.h"
 #include "model.h"
 #include "recording_host.h"
 
-struct LockedRecord {
-    ZOEAVLNODE node;
-    std::int32_t key;
+/* A locked tree of which everything is wrong at the wrong time. While the lock isn't held, records,
+ * sought keys and outputs can't be touched, and the root's `keylen` and head aren't the tree's (but
+ * for the neighbour lookup, which reads the head ahead of the lock). While it is held, `keyoff`
+ * isn't, nor that head, and another lock is to be released. */
+class LockedTree {
+  public:
+    struct Record {
+        ZOEAVLNODE node;
+        std::int32_t key[2];
+        ZOEAVLp previous, next;
+    };
+    static constexpr std::size_t count = 64;
+
+    /* The lock of `tree_` is the host's, its key an integer, or two, at `key` of a Record. */
+    LockedTree(RecordingHost &host_, ZOEAVLTree *tree_)
+        : host(host_), tree(tree_), guarded((count + 1) * sizeof(Record)),
+          records(reinterpret_cast<Record *>(guarded.begin())), probe(records[count]),
+          wrong(reinterpret_cast<ZOEAVLp>(guarded.end())), right(tree->root) {
+        host.on_get = [this] {
+            guarded.allow(PROT_READ | PROT_WRITE);
+            tree->root = {reads_head_ahead ? wrong : right.headptr, -1, right.keylen, &other.lock};
+        };
+        other.on_release = [this] {
+            if (!reads_head_ahead)
+                right.headptr = tree->root.headptr;
+            let_go();
+        };
+    }
+    ~LockedTree() {
+        tree->root = right;
+        host.on_get = nullptr;
+    }
+    LockedTree(const LockedTree &) = delete;
+    LockedTree &operator=(const LockedTree &) = delete;
+
+    ZOEAVLp add(Record &record) {
+        return run("Get 1 1", [&] { return tree->adder(&tree->root, &record.node); });
+    }
+    ZOEAVLp find(const void *key) {
+        return run("Get 0 1", [&] { return tree->finder(&tree->root, key); });
+    }
+    ZOEAVLp find_with_neighbours(const void *key) {
+        reads_head_ahead = true;
+        const ZOEAVLp found = run("Get 0 1", [&] {
+            return tree->fuzzier(&tree->root, key, &probe.previous, &probe.next);
+        });
+        reads_head_ahead = false;
+        return found;
+    }
+    ZOEAVLp remove(const void *key) {
+        return run("Get 1 1", [&] { return tree->killer(&tree->root, key); });
+    }
+
+  private:
+    template <class Operation>
+    ZOEAVLp run(const char *get, Operation operation) {
+        let_go();
+        host.calls();
+        const ZOEAVLp result = operation();
+        EXPECT_EQ(host.calls(), Calls{get});
+        EXPECT_EQ(other.calls(), Calls{"Release"});
+        guarded.allow(PROT_READ | PROT_WRITE);
+        return result;
+    }
+    void let_go() {
+        tree->root = {reads_head_ahead ? right.headptr : wrong, right.keyoff, -1, &host.lock};
+        guarded.allow(PROT_NONE);
+    }
+
+    RecordingHost &host;
+    RecordingHost other;
+    ZOEAVLTree *tree;
+    Guarded guarded;
+    bool reads_head_ahead = false;
+
+  public:
+    Record *const records;
+    Record &probe;
+
+  private:
+    const ZOEAVLp wrong;
+    ZOEAVL_ROOT right;
 };
 
-/* Drives an empty tree of LockedRecord, ordered by `key`, whose lock is the host's. */
-inline void expect_one_lock_an_operation(RecordingHost &host, ZOEAVLTree *tree) {
-    ZOEAVL_ROOT *const root = &tree->root;
-    const auto once = [&](const char *get) { EXPECT_EQ(host.calls(), (Calls{get, "Release"})); };
-    host.calls();
-    EXPECT_EQ(tree->killer(root, nullptr), nullptr) << "no key is read of an empty tree";
-    once("Get 1 1");
-    EXPECT_EQ(tree->finder(root, nullptr), nullptr);
-    once("Get 0 1");
-    ZOEAVLp unfound = tree->root.headptr;
-    EXPECT_EQ(tree->fuzzier(root, nullptr, &unfound, nullptr), nullptr);
-    once("Get 0 1");
-
-    std::vector<LockedRecord> records(64);
-    for (std::size_t i = 0; i < records.size(); i++) { // first node, growth, levelling, rotations
-        records[i].key = static_cast<std::int32_t>(i * 29 % records.size());
-        EXPECT_EQ(tree->adder(root, &records[i].node), &records[i].node);
-        once("Get 1 1");
-        LockedRecord twin = records[i];
-        EXPECT_EQ(tree->adder(root, &twin.node), &records[i].node);
-        once("Get 1 1");
+inline void expect_lock_discipline(RecordingHost &host, ZOEAVLTree *tree) {
+    LockedTree locked(host, tree);
+    EXPECT_EQ(locked.remove(nullptr), nullptr) << "no key is read of an empty tree";
+    EXPECT_EQ(locked.find(nullptr), nullptr);
+    EXPECT_EQ(locked.find_with_neighbours(nullptr), nullptr);
+    for (std::size_t i = 0; i < LockedTree::count; i++) { // growth, levelling, rotations
+        LockedTree::Record &record = locked.records[i];
+        record.key[0] = locked.probe.key[0] = static_cast<std::int32_t>(i * 29 % LockedTree::count);
+        EXPECT_EQ(locked.add(record), &record.node);
+        EXPECT_EQ(locked.add(locked.probe), &record.node);
     }
-    for (std::int32_t key = -1; key <= 64; key++) {
-        const ZOEAVLp found = tree->finder(root, &key);
-        once("Get 0 1");
-        EXPECT_EQ(tree->fuzzier(root, &key, nullptr, nullptr), found);
-        once("Get 0 1");
+    for (std::int32_t key = -1; key <= static_cast<std::int32_t>(LockedTree::count); key++) {
+        locked.probe.key[0] = key;
+        const ZOEAVLp found = locked.find(locked.probe.key);
+        EXPECT_EQ(locked.find_with_neighbours(locked.probe.key), found);
+        EXPECT_EQ(found != nullptr, key >= 0 && key < static_cast<std::int32_t>(LockedTree::count));
     }
-    for (std::int32_t key = 64; key >= -1; key--) {
-        const ZOEAVLp removed = tree->finder(root, &key);
-        host.calls();
-        host.on_release = [&] {
-            EXPECT_TRUE(removed == nullptr || model::words_of(removed) == model::Words(0, 0));
-        };
-        EXPECT_EQ(tree->killer(root, &key), removed);
-        host.on_release = nullptr;
-        once("Get 1 1");
+    for (std::int32_t key = static_cast<std::int32_t>(LockedTree::count); key >= -1; key--) {
+        locked.probe.key[0] = key;
+        const ZOEAVLp found = locked.find(locked.probe.key);
+        EXPECT_EQ(locked.remove(locked.probe.key), found);
     }
-    EXPECT_EQ(root->headptr, nullptr);
 }
 
 #endif
