@@ -83,4 +83,19 @@ printf 'station,level\nHere,1.5x\n' >"$work/bad.csv"
 status=0
 message=$("$build/missing_values" "$work/bad.csv" 2>&1) || status=$?
 expect "bad number" "2 missing_values: $work/bad.csv: not a number: 1.5x" "$status $message"
+
+expect "order book" "best price: 9000, first come: order 28
+asked for at 9500: 6163
+orders from 9990 to 10009: 1959
+order 4711 at 10215 is in the book: 1
+left: 195110 and 195110" "$("$build/order_book")"
+printf 'Ant and bee; anthill, ants.' >"$work/words"
+expect "words by their beginning" "ant 1 anthill 1 ants 1 before ant: and, of 5 words" \
+    "$("$build/dictionary" ant "$work/words" | xargs)"
+status=0
+message=$("$build/dictionary" ant "$work/missing" 2>&1) || status=$?
+expect "words that aren't there" "2 dictionary: can't read $work/missing" "$status $message"
+expect "shared indexes" "guarded: 5000 left
+tree: 5000 left
+most urgent by the function in C as by the face: 1" "$("$build/shared_index")"
 [ "$failures" -eq 0 ]
