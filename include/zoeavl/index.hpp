@@ -5,7 +5,7 @@
 #include <atomic>
 #include <limits>
 
-#include "operations.hpp"
+#include "batches.hpp"
 
 namespace ZOEAVL_FACE_NAMESPACE {
 
@@ -13,9 +13,11 @@ namespace ZOEAVL_FACE_NAMESPACE {
  * record, and its destructor reads none. Iterators go on at the index that it is moved to. Several
  * threads may read it at once; a writer needs it alone (see guarded). */
 template <class Hook, auto... keys>
-class basic_index : public detail::operations<basic_index<Hook, keys...>, Hook, keys...> {
-    using base = detail::operations<basic_index<Hook, keys...>, Hook, keys...>;
-    friend base;
+class basic_index : public detail::batches<basic_index<Hook, keys...>, Hook, keys...> {
+    template <class, class, auto...>
+    friend class detail::operations;
+    template <class, class, auto...>
+    friend class detail::batches;
 
   public:
     basic_index() noexcept = default;
@@ -57,6 +59,20 @@ class basic_index : public detail::operations<basic_index<Hook, keys...>, Hook, 
             records.store(known + static_cast<std::size_t>(difference), std::memory_order_relaxed);
     }
     void emptied() noexcept { records.store(0, std::memory_order_relaxed); }
+    void joined(const basic_index &other) noexcept {
+        const std::size_t more = other.records.load(std::memory_order_relaxed);
+        if (more == uncounted)
+            records.store(uncounted, std::memory_order_relaxed);
+        else
+            counted(static_cast<std::ptrdiff_t>(more));
+    }
+    void adopt(ZOEAVLp head, std::size_t count = uncounted) noexcept {
+        root = head;
+        records.store(count, std::memory_order_relaxed);
+    }
+    void cut() noexcept {
+        records.store(root == nullptr ? 0 : uncounted, std::memory_order_relaxed);
+    }
 
     ZOEAVLp root = nullptr;
     mutable std::atomic<std::size_t> records{0};

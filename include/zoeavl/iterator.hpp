@@ -63,6 +63,8 @@ class cursor {
   private:
     template <class, class, auto...>
     friend class operations;
+    template <class, class, auto...>
+    friend class batches;
     friend class cursor<Hook, true>;
     cursor(ZOEAVLp node_, const ZOEAVLp *head_) noexcept : node(node_), head(head_) {}
 

@@ -8,6 +8,10 @@
  *     by<key, Compare>              a key by a comparison of yours, three-way or less-than
  *     missing<key>                  doubles, every NaN of which is a missing value with a code
  *     indirect<key>                 what a pointer leads to
+ *     prefixed<&R::text, &R::prefix>
+ *                                   a string, the first eight bytes of which are kept in the record
+ *                                   as well: in any member of eight bytes, filled with zeros. Every
+ *                                   insertion by the face sets it
  *
  * and the order of a type is
  *
@@ -28,6 +32,7 @@
 #define ZOEAVL_KEY_HPP
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <concepts>
 #include <cstddef>
@@ -57,6 +62,8 @@ template <auto key>
 struct missing_key {};
 template <auto key>
 struct indirect_key {};
+template <auto text, auto prefix>
+struct prefixed_key {};
 } // namespace detail
 
 template <auto key>
@@ -67,6 +74,8 @@ template <auto key>
 inline constexpr detail::missing_key<key> missing{};
 template <auto key>
 inline constexpr detail::indirect_key<key> indirect{};
+template <auto text, auto prefix>
+inline constexpr detail::prefixed_key<text, prefix> prefixed{};
 
 namespace detail {
 
@@ -93,6 +102,7 @@ struct code {
  *                       integer(), integer_of(v), has_ties, tie(v)   as engine::IntegerSearch
  *     takes_long    a comparison takes long enough to fetch both children meanwhile
  *     nothrow       no comparison throws
+ *     far(v)        if the comparison reads far from the record: where
  *     direct        the code of zoeavl.h for such a value in the record, and
  *     behind        for one behind a pointer */
 
@@ -369,6 +379,7 @@ struct varying_order
             return {text.data(), static_cast<std::uint32_t>(text.size())};
         }
     }
+    static const void *far(const ZOEAVLVaryingKey &v) { return v.chars; }
     static constexpr code direct{ZOEAVL_KEYTYPE_VCHAR};
     static constexpr code behind{};
 };
@@ -393,6 +404,57 @@ struct string_order {
         return a;
     }
     static sought_text sought(std::string_view held) { return {{}, held}; }
+    static const void *far(std::string_view v) { return v.data(); }
+    static constexpr code direct{};
+    static constexpr code behind{};
+};
+
+/* The first bytes, filled with zeros, as a number that orders as they do. */
+inline std::uint64_t prefix_number(std::string_view text) {
+    static_assert(std::endian::native == std::endian::little);
+    char bytes[8] = {};
+    text.copy(bytes, sizeof bytes);
+    return __builtin_bswap64(engine::read<std::uint64_t>(bytes));
+}
+
+/* A record as a string with its own copy of the first bytes. */
+template <class Record, auto text_member, auto prefix_member>
+struct prefixed_text {
+    [[nodiscard]] std::uint64_t number() const {
+        return __builtin_bswap64(
+            engine::read<std::uint64_t>(std::addressof(record.*prefix_member)));
+    }
+    [[nodiscard]] std::string_view text() const { return record.*text_member; }
+    const Record &record;
+};
+
+template <class V>
+struct prefixed_order {
+    static constexpr bool takes_long = false;
+    static constexpr bool nothrow = true;
+    struct held_text {
+        std::string_view text;
+        std::uint64_t number;
+    };
+    struct sought_text : decided<deciding::integers_and_ties> {
+        [[gnu::always_inline]] Outcome against(const V &v) const {
+            const Outcome outcome = engine::order(held.number, v.number());
+            return outcome.equal ? tie(v) : outcome;
+        }
+        [[nodiscard]] std::uint64_t integer() const { return held.number; }
+        static std::uint64_t integer_of(const V &v) { return v.number(); }
+        [[nodiscard]] Outcome tie(const V &v) const {
+            return string_order<std::string_view>::sought(held.text).against(v.text());
+        }
+        held_text held;
+    };
+    template <class A>
+    static held_text hold(const A &a) {
+        const std::string_view text = string_order<std::string_view>::hold(a);
+        return {text, prefix_number(text)};
+    }
+    static sought_text sought(const held_text &held) { return {{}, held}; }
+    static sought_text sought(const V &v) { return {{}, {v.text(), v.number()}}; }
     static constexpr code direct{};
     static constexpr code behind{};
 };
@@ -568,7 +630,8 @@ struct key_of {
     using order = typename order_of_type<value>::type;
     static constexpr bool is_member = std::is_member_object_pointer_v<Key>;
     static constexpr bool is_behind = false;
-    [[gnu::always_inline]] static decltype(auto) get(const Record &r) {
+    [[gnu::always_inline]] static decltype(auto)
+    get(const Record &r) noexcept(std::is_nothrow_invocable_v<decltype(key), const Record &>) {
         if constexpr (is_member)
             return (r.*key);
         else
@@ -635,9 +698,25 @@ struct key_of<Record, compared_key<inner, Compare>, key> : key_model<Record, inn
     using order = typename order_by<typename key_model<Record, inner>::value, Compare>::type;
 };
 
+template <class Record, auto text, auto prefix, auto key>
+struct key_of<Record, prefixed_key<text, prefix>, key> {
+    static_assert(sizeof(std::declval<Record &>().*prefix) == 8,
+                  "zoeavl: the prefix is kept in a member of eight bytes");
+    using value = prefixed_text<Record, text, prefix>;
+    using order = prefixed_order<value>;
+    static constexpr bool is_member = false;
+    static constexpr bool is_behind = false;
+    [[gnu::always_inline]] static value get(const Record &r) noexcept { return {r}; }
+    static void prepare(Record &r) {
+        const std::uint64_t bytes = __builtin_bswap64(prefix_number(r.*text));
+        std::memcpy(std::addressof(r.*prefix), &bytes, sizeof bytes);
+    }
+};
+
 template <class Order>
 struct indirect_order : Order {
     static constexpr bool takes_long = true;
+    static const void *far(const auto &v) { return std::addressof(v); }
 };
 
 template <class Record, auto inner, auto key>
@@ -650,7 +729,10 @@ struct key_of<Record, indirect_key<inner>, key> {
     static constexpr bool is_member = false;
     static constexpr bool is_behind =
         pointer::is_member && std::is_pointer_v<typename pointer::value>;
-    [[gnu::always_inline]] static decltype(auto) get(const Record &r) { return *pointer::get(r); }
+    [[gnu::always_inline]] static decltype(auto)
+    get(const Record &r) noexcept(noexcept(*pointer::get(r))) {
+        return *pointer::get(r);
+    }
     static std::ptrdiff_t offset() requires is_behind { return pointer::offset(); }
 };
 
@@ -706,6 +788,10 @@ class record_search {
         requires(First::sought::by_integers) {
         return First::sought::integer_of(first_key::get(*Hook::record_of(node)));
     }
+    void fetch(ZOEAVLp node) const requires requires(const typename first_key::value &v) {
+        first_key::order::far(v);
+    }
+    { __builtin_prefetch(first_key::order::far(first_key::get(*Hook::record_of(node)))); }
     Outcome tie(ZOEAVLp node) const requires has_ties {
         const record &r = *Hook::record_of(node);
         if constexpr (First::sought::has_ties) {
@@ -774,7 +860,19 @@ struct ordering {
     static_assert(count > 0, "zoeavl: an index needs a key");
     template <std::size_t i>
     using key = std::tuple_element_t<i, std::tuple<key_model<record, keys>...>>;
-    static constexpr bool nothrow = (key_model<record, keys>::order::nothrow && ...);
+    static constexpr bool nothrow =
+        ((key_model<record, keys>::order::nothrow &&noexcept(
+             key_model<record, keys>::get(std::declval<const record &>()))) &&
+         ...);
+
+    /* Runs ahead of an insertion: keys that keep something in the record set it. */
+    static void prepare(record &r) {
+        const auto prepare_for = [&r]<class Key>(Key) {
+            if constexpr (requires { Key::prepare(r); })
+                Key::prepare(r);
+        };
+        (prepare_for(key_model<record, keys>{}), ...);
+    }
 
     /* Look-up values of the first keys, or all, made ready for any number of searches. */
     template <class... A>

@@ -3,12 +3,14 @@
 #define ZOEAVL_OPERATIONS_HPP
 
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 
-#include "engine/repair.hpp"
+#include "engine/cutting.hpp"
+#include "engine/scanning.hpp"
 #include "iterator.hpp"
 #include "key.hpp"
 
@@ -37,6 +39,23 @@ Record &record_in(Record *r) {
 template <class Record>
 Record &record_in(const std::reference_wrapper<Record> &r) {
     return r;
+}
+
+/* Calls `act` with each record, and asks for the links of those ahead where the range can be read
+ * twice. */
+template <class Record, class First, class Last, class Act>
+void for_each_fetched(First first, Last last, Act act) {
+    if constexpr (std::forward_iterator<First>) {
+        First ahead = first;
+        for (int distance = 8; distance != 0 && ahead != last; distance--)
+            ++ahead;
+        for (; ahead != last; ++ahead, ++first) {
+            __builtin_prefetch(std::addressof(record_in<Record>(*ahead)), 1);
+            act(record_in<Record>(*first));
+        }
+    }
+    for (; first != last; ++first)
+        act(record_in<Record>(*first));
 }
 
 template <class T>
@@ -176,6 +195,7 @@ class operations {
      * std::logic_error if `r` is linked. */
     std::pair<iterator, bool> insert(record_type &r) {
         expect_unlinked(r);
+        ordering::prepare(r);
         const auto values = ordering::values_of(r);
         return inserted(ordering::search(values), [&r]() -> record_type & { return r; });
     }
@@ -186,8 +206,8 @@ class operations {
     requires requires(First first) { *first; }
     std::size_t insert(First first, Last last) {
         std::size_t count = 0;
-        for (; first != last; ++first)
-            count += insert(record_in<record_type>(*first)).second ? 1 : 0;
+        for_each_fetched<record_type>(first, last,
+                                      [&](record_type &r) { count += insert(r).second ? 1 : 0; });
         return count;
     }
     template <class Range>
@@ -206,6 +226,7 @@ class operations {
         return inserted(search, [&]() -> record_type & {
             record_type &r = std::forward<Make>(make)();
             expect_unlinked(r);
+            ordering::prepare(r);
             expect([&] { return compared(search, Hook::node_of(r)).equal; },
                    "zoeavl: the record that was made hasn't the key that was asked for");
             return r;
@@ -226,10 +247,21 @@ class operations {
     }
     iterator erase(iterator place) { return erase(const_iterator(place)); }
 
-    /* Removes the records of a range; gives `last`. */
+    /* Removes the records of a range; gives `last`. O(log n), and a visit to each. */
     iterator erase(const_iterator first, const_iterator last) {
-        while (first != last)
-            first = erase(first);
+        if (first == last)
+            return at(last.node);
+        engine::Step low[engine::path_capacity];
+        engine::Step high[engine::path_capacity];
+        const engine::Step *const low_end = path_ahead_of(first.node, low);
+        const engine::Step *const high_end = path_ahead_of(last.node, high);
+        std::ptrdiff_t count = 0;
+        const ZOEAVLp range = cut_out(low, low_end, high, high_end);
+        engine::scan(engine::whole(range), engine::left, [&count](ZOEAVLp node) {
+            unlink(node);
+            count++;
+        });
+        derived().counted(-count);
         return at(last.node);
     }
 
@@ -249,21 +281,25 @@ class operations {
     record_type *pop_back() { return pop(engine::right); }
 
     /* Removes every record. O(n), no comparison. */
-    void clear() noexcept { unlink_from(taken_out()); }
+    void clear() noexcept { engine::scan(taken_out(), engine::left, unlink); }
 
     /* Removes every record and hands each, in order, to `dispose`, which takes a pointer to it and
      * may end it. If `dispose` throws, the remaining ones are removed without it and the exception
      * goes on. O(n), no comparison. */
     template <class Disposer>
     void clear(Disposer dispose) {
-        ZOEAVLp node = taken_out();
-        try {
-            while (node != nullptr)
-                dispose(Hook::record_of(unlinked(node)));
-        } catch (...) {
-            unlink_from(node);
-            throw;
-        }
+        std::exception_ptr thrown;
+        engine::scan(taken_out(), engine::left, [&](ZOEAVLp node) {
+            unlink(node);
+            if (thrown == nullptr)
+                try {
+                    dispose(Hook::record_of(node));
+                } catch (...) {
+                    thrown = std::current_exception();
+                }
+        });
+        if (thrown != nullptr)
+            std::rethrow_exception(thrown);
     }
 
     operations(const operations &) = delete;
@@ -274,6 +310,8 @@ class operations {
     ~operations() = default;
 
   private:
+    template <class, class, auto...>
+    friend class batches;
     Derived &derived() { return static_cast<Derived &>(*this); }
     const Derived &derived() const { return static_cast<const Derived &>(*this); }
     [[nodiscard]] ZOEAVLp head() const noexcept { return *derived().head_word(); }
@@ -401,6 +439,14 @@ class operations {
         derived().counted(-1);
         return landing.node;
     }
+    /* True if that very record is in this index. */
+    [[nodiscard]] bool holds(const record_type &r) const {
+        const auto values = ordering::values_of(r);
+        if (head() == nullptr)
+            return false;
+        const engine::Landing landing = engine::descend(head(), ordering::search(values));
+        return landing.found && landing.node == Hook::node_of(r);
+    }
     bool remove_record(const record_type &r) {
         const auto values = ordering::values_of(r);
         return remove(ordering::search(values), Hook::node_of(r)) != nullptr;
@@ -422,23 +468,49 @@ class operations {
         return Hook::record_of(node);
     }
 
-    /* Leaves the index empty and gives the first record of those that were in it. */
-    ZOEAVLp taken_out() {
-        const ZOEAVLp first = outermost(engine::left);
-        *derived().head_word() = nullptr;
+    /* Leaves the index empty and gives the tree that was in it. */
+    engine::Subtree taken_out() {
+        const engine::Subtree tree = engine::whole(head());
+        set_head(nullptr);
         derived().emptied();
-        return first;
+        return tree;
     }
-    /* Clears the links of the node at hand, which moves on to its successor. */
-    static ZOEAVLp unlinked(ZOEAVLp &node) {
-        const ZOEAVLp current = node;
-        node = engine::neighbour(current, engine::right);
-        engine::links(current)[engine::left] = engine::links(current)[engine::right] = 0;
-        return current;
+    static void unlink(ZOEAVLp node) {
+        engine::links(node)[engine::left] = engine::links(node)[engine::right] = 0;
     }
-    static void unlink_from(ZOEAVLp node) {
-        while (node != nullptr)
-            unlinked(node);
+    void set_head(ZOEAVLp node) noexcept { *derived().head_word() = node; }
+
+    /* The path into the gap ahead of a node of this index, or behind the last for null. */
+    const engine::Step *path_ahead_of(ZOEAVLp node, engine::Step *path) const {
+        engine::Step *end = path;
+        if (node == nullptr) {
+            for (std::uintptr_t next = engine::word_of(head()); !engine::is_thread(next);
+                 next = end[-1].link()[0])
+                *end++ = engine::Step(engine::node_at(next), engine::right);
+            return end;
+        }
+        const auto values = ordering::values_of(*Hook::record_of(node));
+        [[maybe_unused]] const engine::Landing landing =
+            engine::descend(head(), ordering::search(values), end);
+        expect([&] { return landing.found && landing.node == node; },
+               "zoeavl: the iterator's record isn't found at its place in this index");
+        return engine::into_gap(node, engine::left, end);
+    }
+    /* The path into the gap at the lower bound. */
+    template <class Held>
+    const engine::Step *path_to(const Held &held, engine::Step *path) const {
+        const auto search = ordering::search(held);
+        engine::Step *end = path;
+        if (head() != nullptr)
+            engine::descend(head(), engine::BoundSearch<decltype(search), engine::left>{search},
+                            end);
+        return end;
+    }
+    ZOEAVLp cut_out(const engine::Step *low, const engine::Step *low_end, const engine::Step *high,
+                    const engine::Step *high_end) {
+        const engine::RangeCut cut = engine::cut_between(low, low_end, high, high_end);
+        set_head(cut.rest);
+        return cut.range;
     }
 };
 

@@ -12,7 +12,7 @@
 #include "engine/deletion.hpp"
 #include "engine/insertion.hpp"
 #include "engine/lookup.hpp"
-#include "operations.hpp"
+#include "index.hpp"
 
 namespace ZOEAVL_FACE_NAMESPACE {
 namespace detail {
@@ -162,13 +162,15 @@ inline void require_tree_like(const ZOEAVLTree *tree, const ZOEAVLParms &parms) 
 
 /* The operations on the head word of somebody else's tree, which keeps no count. */
 template <class Hook, auto... keys>
-class tree_operations : public operations<tree_operations<Hook, keys...>, Hook, keys...> {
-    using base = operations<tree_operations<Hook, keys...>, Hook, keys...>;
-    friend base;
+class tree_operations : public batches<tree_operations<Hook, keys...>, Hook, keys...> {
+    template <class, class, auto...>
+    friend class operations;
+    template <class, class, auto...>
+    friend class batches;
 
   public:
     explicit tree_operations(ZOEAVLp *word_) noexcept : word(word_) {}
-    tree_operations(const tree_operations &other) noexcept : base(), word(other.word) {}
+    tree_operations(const tree_operations &other) noexcept : tree_operations(other.word) {}
     tree_operations &operator=(const tree_operations &other) noexcept {
         word = other.word;
         return *this;
@@ -179,6 +181,8 @@ class tree_operations : public operations<tree_operations<Hook, keys...>, Hook, 
     [[nodiscard]] ZOEAVLp *head_word() const noexcept { return word; }
     void counted(std::ptrdiff_t) noexcept {}
     void emptied() noexcept {}
+    void joined(const basic_index<Hook, keys...> &) noexcept {}
+    void cut() noexcept {}
     ZOEAVLp *word;
 };
 

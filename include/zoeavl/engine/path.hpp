@@ -18,6 +18,7 @@ class Step {
     [[nodiscard]] ZOEAVLp node() const { return node_at(word); }
     [[nodiscard]] Side side() const { return static_cast<Side>(word & 1U); }
     [[nodiscard]] Word *link() const { return links(node()) + side(); }
+    friend bool operator==(const Step &, const Step &) = default;
 
   private:
     std::uintptr_t word;

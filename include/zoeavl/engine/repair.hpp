@@ -128,8 +128,10 @@ inline void rebalance_after_loss(Word *head, const Step *first, const Step *end)
     }
 }
 
-/* Climbs the path, on whose last step the side that was taken has grown by one level. */
-inline void rebalance_after_growth(Word *head, const Step *first, const Step *end) {
+/* Climbs the path, on whose last step the side that was taken has grown by one level. Gives the end
+ * of what is left of the path where that took no effect any more: `first` if the whole tree grew.
+ */
+inline const Step *rebalance_after_growth(Word *head, const Step *first, const Step *end) {
     while (end != first) {
         const Step step = *--end;
         const ZOEAVLp s = step.node();
@@ -141,14 +143,15 @@ inline void rebalance_after_growth(Word *head, const Step *first, const Step *en
             lead_to(link_below(head, first, end), word_of(haul_up(s, step.side()).top));
         else
             make_level(s, opposite(step.side()));
-        return;
+        return end + 1;
     }
+    return first;
 }
 
 /* Links `node` into the missing child below the last step of the path from `first` to `end`, and
- * restores the balance with at most one rotation. */
-[[gnu::noinline]] inline void link_and_rebalance(Word *head, const Step *first, const Step *end,
-                                                 ZOEAVLp node) {
+ * restores the balance with at most one rotation. Gives what `rebalance_after_growth` does. */
+[[gnu::noinline]] inline const Step *link_and_rebalance(Word *head, const Step *first,
+                                                        const Step *end, ZOEAVLp node) {
     const Step parent = *--end;
     const Side other = opposite(parent.side());
     links(node)[parent.side()] = strip_balance(*parent.link());
@@ -157,10 +160,10 @@ inline void rebalance_after_growth(Word *head, const Step *first, const Step *en
     if (leans(parent.node(), other)) {
         *parent.link() = word_of(node);
         make_level(parent.node(), other);
-        return;
+        return end + 1;
     }
     *parent.link() = word_of(node) | balance_bit;
-    rebalance_after_growth(head, first, end);
+    return rebalance_after_growth(head, first, end);
 }
 
 /* Unlinks `node`, to which the path from `first` to `end` leads, restores the balance and clears

@@ -1,0 +1,128 @@
+/* Many descents in lockstep: while one waits for memory, the others go on. */
+#ifndef ZOEAVL_ENGINE_LOCKSTEP_HPP
+#define ZOEAVL_ENGINE_LOCKSTEP_HPP
+
+#include <iterator>
+#include <type_traits>
+
+#include "less_descent.hpp"
+
+namespace zoe::inline v2::engine {
+
+/* A search whose comparison reads far from the node; `fetch(node)` asks for what it will read. */
+template <class Search>
+concept FetchesAhead = requires(const Search &search, ZOEAVLp node) {
+    search.fetch(node);
+};
+
+inline constexpr std::size_t widest_group = 32;
+
+/* Moves `at` along `next` unless that is a thread, and never by a branch: which search ends first
+ * can't be predicted. */
+[[gnu::always_inline]] inline void move_unless_thread(std::uintptr_t &at, std::uintptr_t next) {
+#ifdef ZOEAVL_PORTABLE_SELECT
+    std::uintptr_t moves = ((next & thread_bit) >> 1) - 1;
+    asm("" : "+r"(moves)); /* a mask that is known to be one becomes a branch */
+    at ^= (at ^ next) & moves;
+#else
+    asm("test\t{%b[thread], %b[next]|%b[next], %b[thread]}\n\tcmovz\t{%[next], %[at]|%[at], "
+        "%[next]}"
+        : [at] "+r"(at)
+        : [next] "r"(next), [thread] "i"(thread_bit)
+        : "cc");
+#endif
+}
+
+/* Truth value: the sought key is the node's or above it. */
+template <class Search>
+[[gnu::always_inline]] inline int reaches(const Search &search, ZOEAVLp node) {
+    if constexpr (LessSearch<Search>) {
+        return !search.is_below(node);
+    } else if constexpr (IntegerSearch<Search>) {
+        const auto sought = search.sought_integer();
+        const auto key = search.integer_of(node);
+        if constexpr (SearchWithTies<Search>)
+            if (__builtin_expect(sought == key, 0)) {
+                const Outcome outcome = search.tie(node);
+                return outcome.equal | outcome.after;
+            }
+        return sought >= key;
+    } else {
+        const Outcome outcome = search.compare(node);
+        return outcome.equal | outcome.after;
+    }
+}
+
+/* Searches below `head`, the root node, for as many keys as `at` has places, and gives for each the
+ * node whose thread ends the search. An equal node is passed on its right, so that all searches are
+ * alike. `search(i)` gives the search for a key. All take a step in every round; one that met its
+ * thread steps on the spot. */
+template <std::size_t width, class SearchOf>
+[[gnu::always_inline]] inline void descend_together(ZOEAVLp head, const SearchOf &search,
+                                                    std::uintptr_t (&at)[width]) {
+    using Search = std::remove_cvref_t<decltype(search(0))>;
+    for (std::uintptr_t &place : at)
+        place = word_of(head);
+    std::uintptr_t all_met_threads = 0;
+    while (all_met_threads == 0) {
+        if constexpr (FetchesAhead<Search>)
+            for (std::size_t i = 0; i < width; i++)
+                search(i).fetch(node_at_plain(at[i]));
+        all_met_threads = thread_bit;
+#ifdef __clang__
+#    pragma clang loop unroll(full)
+#else
+#    pragma GCC unroll 32
+#endif
+        for (std::size_t i = 0; i < width; i++) {
+            std::uintptr_t here = at[i];
+            const ZOEAVLp node = node_at_plain(here);
+            const std::uintptr_t next = strip_balance(links(node)[reaches(search(i), node)]);
+            all_met_threads &= next;
+            move_unless_thread(here, next);
+            __builtin_prefetch(node_at_plain(here));
+            at[i] = here;
+        }
+    }
+}
+
+/* As above for `count` keys, in groups: calls `ended(i, node)` for each that was served, and gives
+ * their number. The last few, too few for a group, are left. */
+template <class SearchOf, class Ended>
+[[gnu::always_inline]] inline std::size_t
+descend_in_groups(ZOEAVLp head, std::size_t count, const SearchOf &search, const Ended &ended) {
+    std::size_t served = 0;
+    const auto serve = [&](auto &at) __attribute__((always_inline)) {
+        for (; count - served >= std::size(at); served += std::size(at)) {
+            descend_together(
+                head, [&](std::size_t i) -> decltype(auto) { return search(served + i); }, at);
+            for (std::size_t i = 0; i < std::size(at); i++)
+                ended(served + i, node_at_plain(at[i]));
+        }
+    };
+    std::uintptr_t wide[widest_group];
+    std::uintptr_t narrow[widest_group / 4];
+    serve(wide);
+    serve(narrow);
+    return served;
+}
+
+/* Truth value, of a node that the search reaches. */
+template <class Search>
+[[gnu::always_inline]] inline bool is_equal(const Search &search, ZOEAVLp node) {
+    if constexpr (LessSearch<Search>)
+        return !search.is_above(node);
+    else
+        return search.compare(node).equal;
+}
+
+/* What a search found that ended at `node`: the equal node on its path, or null. */
+template <class Search>
+inline ZOEAVLp found_at(ZOEAVLp node, const Search &search) {
+    const ZOEAVLp floor = reaches(search, node) ? node : node_at(links(node)[left]);
+    return floor != nullptr && is_equal(search, floor) ? floor : nullptr;
+}
+
+} // namespace zoe::inline v2::engine
+
+#endif
