@@ -19,6 +19,7 @@
 extern "C" {
 #endif
 
+/* What the embedded host exports. */
 #define ZOEAVL_HOST_API __attribute__((visibility("default")))
 
 /* The host itself. There is one a process, and it never ends. */
@@ -36,6 +37,7 @@ ZOEAVL_HOST_API ZOJournal *zoeavl_host_journal(FILE *stream);
 /* What a journal without a stream was given so far. Valid until the next report or its end. */
 ZOEAVL_HOST_API const char *zoeavl_host_journal_text(ZOJournal *journal);
 
+/* Ends a journal and its text; the stream stays open. */
 ZOEAVL_HOST_API void zoeavl_host_journal_end(ZOJournal *journal);
 
 /* An object that collects C text and has it compiled by the system's C compiler, $CC or cc, as GNU

@@ -69,10 +69,12 @@
 extern "C" {
 #endif
 
+/* What the library exports. */
 #define ZOEAVL_API __attribute__((visibility("default")))
 
 /* The library uses its own data where it stands. So that a program uses it there too, and not a
  * copy of its own, a compiler that doesn't know this attribute needs -fPIC. */
+
 #if defined __has_attribute && defined __x86_64__
 #    if __has_attribute(nodirect_extern_access)
 #        define ZOEAVL_DATA ZOEAVL_API __attribute__((nodirect_extern_access))
@@ -85,7 +87,10 @@ extern "C" {
 /* ---- Nodes and roots --------------------------------------------------------------------------
  */
 
+/* A record, by the node at its front; null for none. */
 typedef struct ZOEAVLNODE *ZOEAVLp;
+
+/* A root, by its address, and the objects below. */
 typedef struct ZOEAVL_ROOT ZOEAVL_ROOT;
 typedef struct ZOEAVL_ROOT *ZOEAVLRootp;
 typedef struct ZOEAVLTree ZOEAVLTree;
@@ -99,8 +104,8 @@ typedef struct ZOEAVLExtension ZOEAVLExtension;
  * A record need only be aligned to four bytes, and must not move while it is in a tree. */
 #pragma pack(push, 4)
 typedef struct ZOEAVLNODE {
-    ZOEAVLp llink;
-    ZOEAVLp rlink;
+    ZOEAVLp llink; /* to the left child, or as a thread to the record before */
+    ZOEAVLp rlink; /* to the right child, or as a thread to the record after */
 } ZOEAVLNODE;
 #pragma pack(pop)
 ZO_ASSERT_OFFSET(ZOEAVLNODE, rlink, 8);
@@ -130,8 +135,8 @@ ZO_ASSERT_SIZE(ZOEAVL_ROOT, 24);
 /* The key field of the varying character types. `chars` may be anything when `length` is 0. Only
  * the first 12 bytes are read, and they may stand at any alignment. */
 typedef struct ZOEAVLVaryingKey {
-    const void *chars;
-    uint32_t length; /* bytes for cbvchar, 32-bit characters for cbvzochar */
+    const void *chars; /* the characters, at any alignment, without a terminator */
+    uint32_t length;   /* bytes for cbvchar, 32-bit characters for cbvzochar */
 } ZOEAVLVaryingKey;
 ZO_ASSERT_OFFSET(ZOEAVLVaryingKey, length, 8);
 
@@ -160,14 +165,14 @@ typedef ZOEAVLp (*ZOEAVLKiller)(ZOEAVLRootp root, const void *key);
 /* A table of operations: slots 0 to 3 take no lock, slots 4 to 7 take the root's. A caller's own
  * table (key type 0) has the same layout and keeps to the same contract. */
 typedef struct ZOEAVLOpTable {
-    ZOEAVLAdder adder;
-    ZOEAVLFinder finder;
-    ZOEAVLFuzzier fuzzier;
-    ZOEAVLKiller killer;
-    ZOEAVLAdder safe_adder;
-    ZOEAVLFinder safe_finder;
-    ZOEAVLFuzzier safe_fuzzier;
-    ZOEAVLKiller safe_killer;
+    ZOEAVLAdder adder;          /* without a lock, as are the next three */
+    ZOEAVLFinder finder;        /* slot 1 */
+    ZOEAVLFuzzier fuzzier;      /* slot 2 */
+    ZOEAVLKiller killer;        /* slot 3 */
+    ZOEAVLAdder safe_adder;     /* locks for writing */
+    ZOEAVLFinder safe_finder;   /* locks for reading */
+    ZOEAVLFuzzier safe_fuzzier; /* locks for reading */
+    ZOEAVLKiller safe_killer;   /* locks for writing */
 } ZOEAVLOpTable;
 ZO_ASSERT_OFFSET(ZOEAVLOpTable, finder, 8);
 ZO_ASSERT_OFFSET(ZOEAVLOpTable, fuzzier, 16);
@@ -242,8 +247,8 @@ ZOEAVL_FOR_EACH_KEYTYPE(ZOEAVL_DECLARE_TABLE)
 typedef struct ZOEAVLParms {
     int32_t keylen; /* in units of the key type; note that it stands ahead of `keyoff` here */
     int32_t keyoff; /* bytes from the start of a record to its key field, of either sign */
-    ZOEAVLKeyType keytype;
-    uint32_t flags;
+    ZOEAVLKeyType keytype;        /* a ZOEAVL_KEYTYPE_ code */
+    uint32_t flags;               /* ZOEAVL_PARM_ bits */
     const ZOEAVLOpTable *optable; /* read for ZOEAVL_KEYTYPE_OPTABLE alone; kept by pointer */
     uint64_t context;             /* a word for the caller's own operations */
 } ZOEAVLParms;
@@ -260,16 +265,22 @@ ZO_ASSERT_SIZE(ZOEAVLParms, 32);
 struct ZOEAVLTree {
     char tag[4]; /* "nevo" */
     char *name;  /* private copy of the name, without a terminating zero; or null */
+    /* ZOEAVLDestroy. */
     uint64_t (*destroy)(ZOEAVLTree *tree);
-    ZOEAVL_ROOT root;
+    ZOEAVL_ROOT root; /* what the four operations take the address of */
+    /* The operations in force: those of `optable` without a lock, or the locked ones. */
     ZOEAVLAdder adder;
     ZOEAVLFinder finder;
     ZOEAVLFuzzier fuzzier;
     ZOEAVLKiller killer;
+
+    /* ZOEAVLFirst, ZOEAVLLast, ZOEAVLNext, ZOEAVLPrev. */
     ZOEAVLp (*First)(const ZOEAVL_ROOT *root);
     ZOEAVLp (*Last)(const ZOEAVL_ROOT *root);
     ZOEAVLp (*Next)(ZOEAVLp node);
     ZOEAVLp (*Prev)(ZOEAVLp node);
+
+    /* The operations on a root word of the caller's: ZOEAVLSTAdd and so on. */
     ZOEAVLp (*STAdd)(ZOEAVLTree *tree, ZOEAVLp *rootp, ZOEAVLp node);
     ZOEAVLp (*STFind)(ZOEAVLTree *tree, const ZOEAVLp *rootp, const void *key);
     ZOEAVLp (*STFFnd)(ZOEAVLTree *tree, const ZOEAVLp *rootp, const void *key, ZOEAVLp *previous,
@@ -277,15 +288,20 @@ struct ZOEAVLTree {
     ZOEAVLp (*STRemove)(ZOEAVLTree *tree, ZOEAVLp *rootp, const void *key);
     ZOEAVLp (*STFirst)(ZOEAVLTree *tree, const ZOEAVLp *rootp);
     ZOEAVLp (*STLast)(ZOEAVLTree *tree, const ZOEAVLp *rootp);
+
+    /* ZOEAVLToList and ZOEAVLSTToList. */
     ZOEAVLp (*ToList)(ZOEAVLTree *tree, ZOEAVLp *tailp);
     ZOEAVLp (*STToList)(ZOEAVLTree *tree, ZOEAVLp *rootp, ZOEAVLp *tailp);
+
+    /* ZOEAVLCodegen. */
     ZOModule *(*Codegen)(ZOEAVLTree *tree, ZOCodegen *codegen, ZOWord first, ZOWord second);
-    uint64_t context;
+    uint64_t context; /* as given at creation; the library doesn't look at it */
+    /* ZOEAVLReTree. */
     ZOEAVLTree *(*ReTree)(ZOEAVLTree *tree, const ZOEAVLParms *parms, ZOEAVLp *dupHead,
                           ZOEAVLp *dupTail, ZOJournal *journal);
-    ZOEAVLExtension *extension;
-    const ZOEAVLOpTable *optable;
-    uint32_t treeflags;
+    ZOEAVLExtension *extension;   /* the factory that made it */
+    const ZOEAVLOpTable *optable; /* null for zero-length keys and generated operations */
+    uint32_t treeflags;           /* ZOEAVL_TREE_ bits */
 };
 ZO_ASSERT_OFFSET(ZOEAVLTree, tag, 0);
 ZO_ASSERT_OFFSET(ZOEAVLTree, name, 8);
@@ -320,16 +336,19 @@ ZO_ASSERT_SIZE(ZOEAVLTree, 224);
 struct ZOEAVLExtension {
     char tag[4]; /* "nevo" */
     void *reserved8[2];
+    /* ZOEAVLGetReqVersion and ZOEAVLGetVersion. */
     uint64_t (*GetReqVersion)(ZOEAVLExtension *extension, uint64_t *major, uint64_t *minor,
                               uint64_t *patch);
     uint64_t (*GetVersion)(ZOEAVLExtension *extension, uint64_t *major, uint64_t *minor,
                            uint64_t *patch);
     void *reserved40;
+    /* ZOEAVLRealDestroy. */
     uint64_t (*RealDestroy)(ZOEAVLExtension *extension);
     void *reserved56[2];
+    /* ZOEAVLCreate. */
     ZOEAVLTree *(*Create)(ZOEAVLExtension *extension, const ZOEAVLParms *parms, ZOJournal *journal,
                           const char *name);
-    ZOPool *pool;
+    ZOPool *pool; /* what the factory and its trees lie in */
 };
 ZO_ASSERT_OFFSET(ZOEAVLExtension, tag, 0);
 ZO_ASSERT_OFFSET(ZOEAVLExtension, reserved8, 8);
@@ -459,10 +478,10 @@ ZOEAVL_API ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, 
 /* ---- Generation -------------------------------------------------------------------------------
  */
 
+#ifndef ZOEAVL_NO_TEXT_NAMES
 /* The engine as C text with its comparison left open as the macro ZOEAVL_COMP, and the size of that
  * text in bytes, final NUL counted. A program that wants these two names for itself defines
  * ZOEAVL_NO_TEXT_NAMES ahead of the header. */
-#ifndef ZOEAVL_NO_TEXT_NAMES
 ZOEAVL_DATA extern const char code[];
 ZOEAVL_DATA extern const uint32_t codesize;
 #endif

@@ -29,10 +29,12 @@ typedef int64_t ZOWord;
 /* The kernel's wide character. */
 typedef uint32_t zochar;
 
+/* A result that a journal is told of; 0 is success. */
 typedef uint32_t ZOStatus;
 #define ZOEAVL_STATUS_RESOURCE 0x803fc002u    /* no pool, block or lock to be had */
 #define ZOEAVL_STATUS_UNSUPPORTED 0x803fc004u /* what skUnsup returns */
 
+/* The host's objects, below. */
 typedef struct ZOHost ZOHost;
 typedef struct ZOPool ZOPool;
 typedef struct ZOLock ZOLock;
@@ -47,8 +49,8 @@ typedef struct ZOPoolParms {
     uint64_t extent; /* always ZOPOOL_EXTENT; its meaning is the host's */
     uint64_t reserved16;
 } ZOPoolParms;
-#define ZOPOOL_KIND 0x820100u
-#define ZOPOOL_EXTENT 16384u
+#define ZOPOOL_KIND 0x820100u /* what a pool of this library asks for */
+#define ZOPOOL_EXTENT 16384u  /* in bytes */
 ZO_ASSERT_SIZE(ZOPoolParms, 24);
 ZO_ASSERT_OFFSET(ZOPoolParms, extent, 8);
 ZO_ASSERT_OFFSET(ZOPoolParms, reserved16, 16);
@@ -89,7 +91,7 @@ struct ZOPool {
     /* Takes one block back. Must tolerate null. */
     void (*Free)(ZOPool *pool, void *block);
 };
-#define ZOPOOL_ZEROFILL 0x80000000u
+#define ZOPOOL_ZEROFILL 0x80000000u /* the flag of Alloc for a block of zeros */
 ZO_ASSERT_OFFSET(ZOPool, Destroy, 16);
 ZO_ASSERT_OFFSET(ZOPool, Alloc, 24);
 ZO_ASSERT_OFFSET(ZOPool, Free, 32);
@@ -98,6 +100,7 @@ ZO_ASSERT_SIZE(ZOPool, 40);
 /* A reader/writer lock. Nobody retries: Get must not return before the lock is held. */
 struct ZOLock {
     void *reserved0[2];
+    /* Ends the lock, which nobody holds. */
     void (*Destroy)(ZOLock *lock);
     /* `wr` is 1 to write and 0 to read; `wa` is always 1, wait until granted. */
     uint32_t (*Get)(ZOLock *lock, uint32_t wr, uint32_t wa);
@@ -114,6 +117,7 @@ ZO_ASSERT_SIZE(ZOLock, 40);
  */
 struct ZOJournal {
     void *reserved0[4];
+    /* Messages and statuses, into a buffer or into the journal. */
     ZOWord (*MessageToBuf)(ZOJournal *journal, ZOWord a, ZOWord b, ZOWord c, ZOWord d, ZOWord e,
                            va_list list);
     ZOWord (*MessageToJnl)(ZOJournal *journal, ZOWord a, ZOWord b, ZOWord c, va_list list);
@@ -122,7 +126,7 @@ struct ZOJournal {
     void *reserved64[4];
     ZOWord (*GetLocale)(ZOJournal *journal, ...); /* arguments and result are the host's */
 };
-#define ZOJOURNAL_LEVEL 4
+#define ZOJOURNAL_LEVEL 4 /* the level of the library's own report: an error */
 ZO_ASSERT_OFFSET(ZOJournal, MessageToBuf, 32);
 ZO_ASSERT_OFFSET(ZOJournal, MessageToJnl, 40);
 ZO_ASSERT_OFFSET(ZOJournal, StatusToBuf, 48);
@@ -133,9 +137,9 @@ ZO_ASSERT_SIZE(ZOJournal, 104);
 /* One member of a structure that generated text is to see; a table of them ends in a row of zeros.
  */
 typedef struct ZOCodegenMember {
-    const char *name;
-    uint64_t size;
-    uint64_t offset;
+    const char *name; /* the member's name */
+    uint64_t size;    /* in bytes */
+    uint64_t offset;  /* in bytes, from the start of the structure */
     const char *decl; /* a format with one %s, which the member's name fills */
 } ZOCodegenMember;
 ZO_ASSERT_OFFSET(ZOCodegenMember, size, 8);
@@ -145,9 +149,9 @@ ZO_ASSERT_SIZE(ZOCodegenMember, 32);
 
 /* One structure that generated text is to see; a table of them ends in a row of zeros. */
 typedef struct ZOCodegenStruct {
-    const char *name; /* the structure's tag */
-    uint64_t size;
-    const ZOCodegenMember *members;
+    const char *name;               /* the structure's tag */
+    uint64_t size;                  /* in bytes */
+    const ZOCodegenMember *members; /* a table that ends in a row of zeros */
 } ZOCodegenStruct;
 ZO_ASSERT_OFFSET(ZOCodegenStruct, size, 8);
 ZO_ASSERT_OFFSET(ZOCodegenStruct, members, 16);

@@ -80,24 +80,24 @@ ZOEAVL_API ZOWord zolGetLocale(ZOJournal *journal, ...);
 /* What the build left about itself. All texts are zero-terminated and last as long as the library
  * is loaded. */
 typedef struct ZOVersionRecord {
-    const char *stamp; /* V.nn.nnMnPmmddyyyy */
-    const char *path;
-    const char *empty16;
-    uint64_t seconds; /* build time since 1970-01-01 UTC */
-    const char *family;
-    const char *opaque40;
-    const char *component;
-    const char *opaque56;
-    const char *empty64;
-    const char *word;
-    const char *separator;
-    const char *empty88;
-    const char *hotfix;
-    const char *opaque104;
-    const char *description;
-    const char *machine;
-    const char *date; /* as the date command prints it */
-    uint64_t zero[9];
+    const char *stamp;       /* V.nn.nnMnPmmddyyyy */
+    const char *path;        /* where the library stands in its product */
+    const char *empty16;     /* "" */
+    uint64_t seconds;        /* build time since 1970-01-01 UTC */
+    const char *family;      /* "zocore" */
+    const char *opaque40;    /* the version in six characters */
+    const char *component;   /* "zoeavl" */
+    const char *opaque56;    /* the release */
+    const char *empty64;     /* "" */
+    const char *word;        /* "version" */
+    const char *separator;   /* "::" */
+    const char *empty88;     /* "" */
+    const char *hotfix;      /* the number of a hot fix behind its key, filled up with blanks */
+    const char *opaque104;   /* the release and what it runs on */
+    const char *description; /* a description behind its key, filled up with blanks */
+    const char *machine;     /* where it was built; "reproducible" for a build that doesn't tell */
+    const char *date;        /* as the date command prints it */
+    uint64_t zero[9];        /* 0 each */
 } ZOVersionRecord;
 ZO_ASSERT_OFFSET(ZOVersionRecord, seconds, 24);
 ZO_ASSERT_OFFSET(ZOVersionRecord, date, 128);

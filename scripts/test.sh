@@ -12,6 +12,7 @@ steps=(
     "tsan     the concurrent tests under the thread sanitizer"
     "format   clang-format"
     "lint     clang-tidy and shellcheck"
+    "docs     the API reference, and the paths that pages name"
 )
 
 release() { build release all && ctest --preset release; }
@@ -31,6 +32,8 @@ lint() {
         clang-tidy -p build/clang --quiet "$0" 2> >(grep -v "warnings generated" >&2) && echo "   $0"'
     sources '*.sh' run | xargs -0 shellcheck
 }
+
+docs() { scripts/docs.sh; }
 
 # The project's files of these names, wherever they came from.
 sources() {

@@ -7,6 +7,7 @@
 #ifndef ZOEAVL_FACE_HPP
 #define ZOEAVL_FACE_HPP
 
+/* For the library's own use: the namespace that stands behind the name zoe. */
 #ifdef ZOEAVL_CHECKED
 #    include <stdexcept>
 #    define ZOEAVL_FACE_NAMESPACE zoe::inline v2_checked

@@ -20,6 +20,7 @@ class basic_index : public detail::batches<basic_index<Hook, keys...>, Hook, key
     friend class detail::batches;
 
   public:
+    /* Empty, or with the records of `other`, which becomes empty. */
     basic_index() noexcept = default;
     basic_index(basic_index &&other) noexcept { swap(other); }
     /* The records that were in this index are left as they are, as by its end. */
@@ -30,6 +31,7 @@ class basic_index : public detail::batches<basic_index<Hook, keys...>, Hook, key
     }
     ~basic_index() = default;
 
+    /* Exchange the records of two indexes. Constant; iterators go along. */
     void swap(basic_index &other) noexcept {
         std::swap(root, other.root);
         const std::size_t mine = records.load(std::memory_order_relaxed);

@@ -78,12 +78,15 @@ class cursor {
 template <class Iterator>
 class range {
   public:
+    /* Empty, or from `first_` up to but without `last_`. */
     range() = default;
     range(Iterator first_, Iterator last_) noexcept : first(first_), last(last_) {}
     template <class Other>
     requires std::is_convertible_v<Other, Iterator> range(const range<Other> &other)
     noexcept // NOLINT: as its iterators do
         : first(other.begin()), last(other.end()) {}
+
+    /* The two iterators, and whether they are one. */
     [[nodiscard]] Iterator begin() const noexcept { return first; }
     [[nodiscard]] Iterator end() const noexcept { return last; }
     [[nodiscard]] bool empty() const noexcept { return first == last; }

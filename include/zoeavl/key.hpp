@@ -66,12 +66,19 @@ template <auto text, auto prefix>
 struct prefixed_key {};
 } // namespace detail
 
+/* A key, the other way round. */
 template <auto key>
 inline constexpr detail::descending_key<key> descending{};
+
+/* A key by `Compare`, default-constructible, called with two values: three-way or less-than. */
 template <auto key, class Compare>
 inline constexpr detail::compared_key<key, Compare> by{};
+
+/* A double, every NaN of which is a missing value: ahead of all numbers, by its code. */
 template <auto key>
 inline constexpr detail::missing_key<key> missing{};
+
+/* What a pointer leads to, which is never null. */
 template <auto key>
 inline constexpr detail::indirect_key<key> indirect{};
 template <auto text, auto prefix>

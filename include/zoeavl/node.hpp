@@ -16,8 +16,10 @@ namespace ZOEAVL_FACE_NAMESPACE {
  * index. A record must not move or end while it is in an index. */
 class node : public ZOEAVLNODE {
   public:
+    /* In no index; a copy too. */
     node() noexcept : ZOEAVLNODE{nullptr, nullptr} {}
     node(const node &) noexcept : node() {}
+    /* Changes nothing. */
     node &operator=(const node &) noexcept { return *this; } // NOLINT: links are never copied
     ~node() = default;
 

@@ -20,9 +20,9 @@ namespace ZOEAVL_FACE_NAMESPACE {
  * there is none. */
 template <class Record>
 struct neighbourhood {
-    Record *below;
-    Record *match;
-    Record *above;
+    Record *below; /* the nearest record with a smaller key */
+    Record *match; /* the record with that key */
+    Record *above; /* the nearest record with a greater key */
 };
 
 namespace detail {
@@ -65,7 +65,7 @@ inline constexpr bool is_tuple<std::tuple<T...>> = true;
 template <class A, class B>
 inline constexpr bool is_tuple<std::pair<A, B>> = true;
 
-/* The interface of an index. `Derived` keeps the head word, given by `head_word()`, and is told of
+/** The interface of an index. `Derived` keeps the head word, given by `head_word()`, and is told of
  * every record that comes or goes by `counted(difference)`.
  *
  * In what follows n is the number of records. Look-up values are given one for each key, in their
@@ -76,6 +76,8 @@ class operations {
     using ordering = detail::ordering<Hook, keys...>;
 
   public:
+    /* The types of a container. An iterator is bidirectional, no larger than two pointers, and good
+     * while its record is in the index; `--end()` needs the index where it was. */
     using record_type = typename Hook::record;
     using value_type = record_type;
     using size_type = std::size_t;
@@ -89,6 +91,7 @@ class operations {
 
     /* ---- In order. Constant, but for the way to the outermost record: O(log n). ---- */
 
+    /* The first record, the place behind the last, and the same from behind. */
     [[nodiscard]] iterator begin() { return at(outermost(engine::left)); }
     [[nodiscard]] const_iterator begin() const { return at(outermost(engine::left)); }
     [[nodiscard]] const_iterator cbegin() const { return begin(); }
@@ -302,6 +305,7 @@ class operations {
             std::rethrow_exception(thrown);
     }
 
+    /* An index isn't copied: a record stands in it once. */
     operations(const operations &) = delete;
     operations &operator=(const operations &) = delete;
 

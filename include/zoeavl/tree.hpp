@@ -205,7 +205,7 @@ class tree_lock {
     ZOLock *lock;
 };
 
-/* What trees and views have in common: read() and write(). */
+/** What trees and views have in common: read() and write(). */
 template <class Hook, auto... keys>
 class tree_access {
     using operations = tree_operations<Hook, keys...>;
@@ -247,10 +247,10 @@ class tree_access {
 
 /* How a tree is made. The name is copied. */
 struct options {
-    const char *name = nullptr;
-    bool locked = true;
-    bool lock_variant = false; /* the other kind of lock that the host has */
-    ZOJournal *journal = nullptr;
+    const char *name = nullptr;   /* for the host to show; null for none */
+    bool locked = true;           /* have the host make a lock */
+    bool lock_variant = false;    /* the other kind of lock that the host has */
+    ZOJournal *journal = nullptr; /* where a failure is reported, or null */
 };
 
 /* Owns a tree object made by `factory`; key type, length and offset are those of the members. What
@@ -265,6 +265,8 @@ class basic_tree : public detail::tree_access<Hook, keys...> {
      * of which the journal, if there is one, tells more. */
     explicit basic_tree(ZOEAVLExtension *factory, const options &how = {})
         : base(made(factory, how)) {}
+
+    /* Take over the tree object of `other`, which may then only end or be assigned to. */
     basic_tree(basic_tree &&other) noexcept : base(other) { other.object = nullptr; }
     basic_tree &operator=(basic_tree &&other) noexcept {
         basic_tree taken(std::move(other));
@@ -298,6 +300,7 @@ class basic_view : public detail::tree_access<Hook, keys...> {
     using base = detail::tree_access<Hook, keys...>;
 
   public:
+    /* Over the tree's own root, or over the word at `root_word`. std::invalid_argument as above. */
     explicit basic_view(ZOEAVLTree *tree) : base(fitting(tree)) {}
     basic_view(ZOEAVLTree *tree, ZOEAVLp *root_word) : base(fitting(tree), root_word) {}
     basic_view(ZOEAVLTree *tree, ZOEAVLp &root_word) : base(fitting(tree), &root_word) {}
@@ -309,10 +312,13 @@ class basic_view : public detail::tree_access<Hook, keys...> {
     }
 };
 
+/* A tree over records derived from `node`, or over a member node. */
 template <class Record, auto... keys>
 using tree = basic_tree<detail::base_hook<Record>, keys...>;
 template <auto hook, auto... keys>
 using tree_on = basic_tree<detail::member_hook<hook>, keys...>;
+
+/* A view over records with a ZOEAVLNODE or `node` as base class, or as a member. */
 template <class Record, auto... keys>
 using view = basic_view<detail::base_hook<Record>, keys...>;
 template <auto hook, auto... keys>
