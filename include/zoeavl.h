@@ -188,7 +188,16 @@ ZO_ASSERT_SIZE(ZOEAVLOpTable, 64);
 
 /* A scalar code and its array code are one request: `keylen` 1 selects the scalar table, any other
  * non-zero `keylen` the array table. A `keylen` of 0 selects the zero-length operations for every
- * code but 0: such a tree holds at most one record. */
+ * code but 0: such a tree holds at most one record. Where the length isn't the caller's to choose,
+ * write 1.
+ *
+ * Missing values (the codes with MDBL) are NaNs. Byte 5 of the eight, bits 40 to 47, holds the
+ * negation of a code from 1 to 28; any other byte is read as code 2. They stand ahead of all
+ * numbers in the order of their codes, and two of one code are equal. To the other doubles a NaN
+ * equals everything: keep NaNs out of such a tree. The two zeros are equal.
+ *
+ * Varying keys are decided by their common prefix, in the order of the fixed type of the same
+ * characters, and then by length, the shorter one first. */
 typedef uint32_t ZOEAVLKeyType;
 enum {
     ZOEAVL_KEYTYPE_OPTABLE = 0,  /* the caller's own table */
