@@ -11,9 +11,10 @@ cd "$here/.."
 folders=$(find . -maxdepth 1 -type d -name '[a-z]*' ! -name build -printf '%f\n' | paste -sd '|')
 stale=0
 for page in *.md docs/*.md examples/*/*.md; do
+    # shellcheck disable=SC2016 # backticks are what it looks for
     while read -r path; do
         [ -e "$path" ] || [ -e "$(dirname "$page")/$path" ] || { echo "docs: $page: there is no $path" >&2; stale=1; }
-    done < <(grep -oP "(?<=\`)($folders)/[\w./-]*|(?<=\]\()[\w./-]+" "$page")
+    done < <(sed '/^```/,/^```/d' "$page" | grep -oP "(?<=\`)($folders)/[\w./-]*|(?<=\]\()[\w./-]+")
 done
 [ $stale -eq 0 ]
 
