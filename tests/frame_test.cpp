@@ -54,8 +54,10 @@ TEST_F(Frame, FactoryIsMadeOrTheFailureReported) {
         EXPECT_EQ(words[empty], nullptr) << empty;
     EXPECT_EQ(made->pool, &host.pool);
     EXPECT_EQ(made->Create, ZOEAVLCreate);
+    major = minor = 7;
     EXPECT_EQ(made->GetVersion(nullptr, &major, &minor, &patch), 0U);
     EXPECT_EQ(std::tuple(major, minor, patch), std::tuple(2U, 1U, 0U));
+    major = minor = patch = 7;
     EXPECT_EQ(made->GetReqVersion(nullptr, &major, &minor, &patch), 0U);
     EXPECT_EQ(std::tuple(major, minor, patch), std::tuple(9U, 1U, 1U));
     EXPECT_EQ(made->RealDestroy(made), 0U);
