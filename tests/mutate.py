@@ -248,6 +248,7 @@ class Bench:
         place = self.source / mutant.path
         unchanged = place.read_text()
         place.write_text(after)
+        stale = False
         try:
             if self.make("zoeavl", "zoeavl_host") != 0:
                 return "unbuildable"
@@ -256,6 +257,7 @@ class Bench:
             for rebuilt in (False, True):  # what changes in the libraries shows without building tests
                 for program in programs:
                     before = self.code(program)
+                    stale = rebuilt
                     if rebuilt and self.make(program.target) != 0:
                         return "unbuildable"
                     if self.code(program) == (before if rebuilt else program.code):
@@ -267,6 +269,8 @@ class Bench:
             return kills or verdict
         finally:
             place.write_text(unchanged)
+            if stale:
+                self.make("all")
 
 
 class Program:
