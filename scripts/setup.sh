@@ -10,7 +10,7 @@ declare -A needs=(
     [build]="$cc g++:g++ cmake:cmake ninja:ninja-build"
     [test]="make:make clang:clang clang-format:clang-format clang-tidy:clang-tidy pkg-config:pkg-config
             /usr/include/gtest/gtest.h:libgtest-dev readelf:binutils
-            setarch:util-linux shellcheck:shellcheck"
+            setarch:util-linux shellcheck:shellcheck python3:python3 ccache:ccache"
     [docs]="doxygen:doxygen"
     [package]="dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot lintian:lintian doxygen:doxygen"
     [bench]="/usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/boost/version.hpp:libboost-dev

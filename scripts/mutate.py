@@ -3,7 +3,7 @@
 
 Each mutant is built in a copy of the tree under build/mutation and run through the tests, those
 first that killed mutants of its file before. A mutant that gives the same machine code is left out,
-and so are those in tests/equivalents.txt, each with the reason why no test can see it. Exits with 1
+and so are those in scripts/equivalents.txt, each with the reason why no test can see it. Exits with 1
 if too many others survive.
 """
 import argparse
@@ -27,7 +27,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SOURCES = ["extension/*.cpp", "support/*", "generation/*.c", "generation/*.cpp", "include/zoeavl/*",
-           "include/zoeavl_order.h", "inspect/*", "host/*.cpp", "host/formatted.h"]
+           "include/zoeavl_order.h", "inspect/*.cpp", "host/*.cpp", "host/formatted.h"]
 SLOW = re.compile("embedding|reproducible|package|examples|fuzz|mutation")  # tests of other things
 # Tests that never run what stands there; and a digest, which sees every change but not what it does.
 BLIND = {"generation/engine.c": "Text.*:Engine.*:Keys.*", "generation/driver.cpp": "Engine.*:Keys.*",
@@ -175,7 +175,7 @@ def changed(mutant):
 def equivalents():
     """Patterns of keys, each with its reason: the comment lines above it."""
     table, reason = [], ""
-    for line in (ROOT / "tests/equivalents.txt").read_text().splitlines():
+    for line in (ROOT / "scripts/equivalents.txt").read_text().splitlines():
         if line.startswith("#"):
             reason = line[1:].strip()
         elif line:
@@ -185,6 +185,14 @@ def equivalents():
 
 # ---- Running them -------------------------------------------------------------------------------
 
+def files():
+    """The paths of the tree, wherever it came from."""
+    for folder, below, names in os.walk(ROOT):
+        if folder == str(ROOT):
+            below[:] = set(below) - {"build", ".git"}
+        yield from (os.path.relpath(os.path.join(folder, name), ROOT) for name in names)
+
+
 class Bench:
     """A copy of the tree with its build, in which one mutant at a time is tried."""
 
@@ -193,10 +201,9 @@ class Bench:
         self.base = ROOT / "build/mutation" / str(number)
         self.source, self.build = self.base / "source", self.base / "build"
         self.environment = dict(os.environ, SOURCE_DATE_EPOCH="1700000000", TMPDIR=str(self.base / "tmp"),
-                                LC_ALL="C")
+                                LC_ALL="C", CCACHE_BASEDIR=str(self.base), CCACHE_NOHASHDIR="1")
         (self.base / "tmp").mkdir(parents=True, exist_ok=True)
-        for name in subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True, text=True,
-                                   stdout=subprocess.PIPE).stdout.splitlines():
+        for name in files():
             here, there = ROOT / name, self.source / name
             if here.is_file() and (not there.is_file() or there.read_bytes() != here.read_bytes()):
                 there.parent.mkdir(parents=True, exist_ok=True)
@@ -345,12 +352,11 @@ def main():
     parser.add_argument("--list", action="store_true", help="list the mutants and stop")
     options = parser.parse_args()
 
-    tracked = subprocess.run(["git", "ls-files", "--", *SOURCES], cwd=ROOT, check=True, text=True,
-                             stdout=subprocess.PIPE).stdout.splitlines()
     table = equivalents()
     todo, listed = [], 0
-    for path in tracked:
-        if any(fnmatch.fnmatch(path, pattern) for pattern in options.files.split(":")):
+    for path in sorted(files()):
+        if all(any(fnmatch.fnmatch(path, pattern) for pattern in patterns)
+               for patterns in (SOURCES, options.files.split(":"))):
             todo += mutants_of(path)
     random.Random(options.seed).shuffle(todo)
     if options.again:
@@ -372,11 +378,12 @@ def main():
             counts[mutant.path]["listed"] += 1
         else:
             work.put((mutant, key))
-    total, said = work.qsize(), threading.Lock()
+    total, said, building = work.qsize(), threading.Lock(), threading.Lock()
     print("%d mutants, %d of them listed as equivalent" % (len(todo), len(todo) - total), flush=True)
 
     def work_off(number):
-        bench = Bench(number, options)
+        with building:  # one after the other, so that the compiler cache serves all but the first
+            bench = Bench(number, options)
         began = time.time()
         while time.time() < began + 60 * options.minutes:
             try:
