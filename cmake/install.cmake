@@ -1,7 +1,7 @@
 # What is installed where, for CMake (find_package) and for pkg-config, and the target that removes it again.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zoeavl)
-install(TARGETS zoeavl zoeavl_headers zoeavl_host EXPORT zoeavl-targets
+install(TARGETS zoeavl zoeavl_headers zoeavl_host zoeavl_inspect EXPORT zoeavl-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES host/zoeavl_host.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -22,7 +22,7 @@ foreach(folder LIBDIR INCLUDEDIR)
   set(pc_${folder} "\${prefix}")
   cmake_path(APPEND pc_${folder} "${CMAKE_INSTALL_${folder}}")
 endforeach()
-foreach(name zoeavl zoeavl-host)
+foreach(name zoeavl zoeavl-host zoeavl-inspect)
   configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()

@@ -12,6 +12,7 @@
 #include "guarded.h"
 #include "model.h"
 #include "zoeavl_host.h"
+#include "zoeavl_inspect.h"
 
 namespace {
 
@@ -235,6 +236,10 @@ void run_sequence(const Type &type, ZOEAVLTree *tree) {
         }
         ASSERT_TRUE(model::same(expected, root->headptr)) << "step " << step;
     }
+    ASSERT_EQ(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, stderr), 0);
+    const auto lowest = std::find(present.begin(), present.end(), true) - present.begin();
+    records[static_cast<std::size_t>(lowest)].set(type, root->keyoff, ranks - 1, 0);
+    ASSERT_GT(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, nullptr), 0);
 }
 
 TEST_F(Keys, AllTypesMakeTheSameTrees) {

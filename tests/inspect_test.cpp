@@ -1,0 +1,414 @@
+/* The library that inspects trees: slips and what names them, link words changed at random and bit
+ * by bit, and what is told of sound trees. */
+#include <cmath>
+#include <cstring>
+#include <malloc.h>
+#include <random>
+#include <sys/resource.h>
+
+#include "guarded.h"
+#include "model.h"
+#include "recording_host.h"
+#include "zoeavl_host.h"
+#include "zoeavl_inspect.h"
+
+namespace {
+
+/* What a function writes to its stream; its result goes to `result`. */
+template <class Write>
+std::string text_of(Write write, std::int64_t *result = nullptr) {
+    char *text = nullptr;
+    std::size_t size = 0;
+    FILE *const stream = open_memstream(&text, &size);
+    const std::int64_t gave = write(stream);
+    std::fclose(stream);
+    std::string written(text, size);
+    std::free(text);
+    if (result != nullptr)
+        *result = gave;
+    else
+        EXPECT_EQ(gave, std::count(written.begin(), written.end(), '\n')) << written;
+    return written;
+}
+
+std::string report_on(const ZOEAVLTree *tree) {
+    return text_of([&](FILE *out) { return zoeavl_check(tree, ZOEAVL_CHECK_ORDER, out); });
+}
+
+struct Record {
+    ZOEAVLNODE node;
+    std::int64_t key;
+};
+
+/* A place to commit slips at: a host whose freed blocks don't look like anything, and a tree. */
+class Desk {
+  public:
+    Desk() {
+        recording.pool.Free = [](ZOPool *, void *block) { std::memset(block, 0xDD, 16); };
+        recording.pool.Destroy = [](ZOPool *pool) {
+            for (void *block : static_cast<Recorded<ZOPool> *>(pool)->owner->live)
+                std::memset(block, 0xDD, 16);
+        };
+        zoextent(&recording.host);
+        factory = zoeavl(nullptr, nullptr);
+        tree = make({1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64, ZOEAVL_PARM_NOLOCK, nullptr, 0});
+        for (std::size_t i = 0; i < std::size(records); i++) {
+            records[i].key = static_cast<std::int64_t>(10 * i);
+            add(tree, i);
+        }
+    }
+    ZOEAVLTree *make(const ZOEAVLParms &parms) {
+        return factory->Create(factory, &parms, nullptr, "desk");
+    }
+    void add(ZOEAVLTree *to, std::size_t i) { to->adder(&to->root, &records[i].node); }
+
+    RecordingHost recording;
+    ZOEAVLExtension *factory;
+    ZOEAVLTree *tree;
+    Record records[20]{};
+};
+
+struct Slip {
+    const char *name;
+    const char *told;
+    std::string (*commit)(Desk &desk);
+};
+
+constexpr ZOEAVLParms plain(std::int32_t keylen, std::int32_t keyoff, ZOEAVLKeyType type) {
+    return {keylen, keyoff, type, ZOEAVL_PARM_NOLOCK, nullptr, 0};
+}
+
+const Slip slips[] = {
+    {"flattened without a null in the head", "was the head set to null after flattening",
+     [](Desk &desk) {
+         desk.tree->ToList(desk.tree, nullptr);
+         return report_on(desk.tree);
+     }},
+    {"a record in two trees", "is the record in two trees",
+     [](Desk &desk) {
+         ZOEAVLTree *const other = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
+         desk.add(other, 6);
+         desk.add(other, 8);
+         return report_on(desk.tree);
+     }},
+    {"a record removed from another tree", "this record was removed",
+     [](Desk &desk) {
+         ZOEAVLTree *const other = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
+         desk.add(other, 6);
+         other->killer(&other->root, &desk.records[6].key);
+         return report_on(desk.tree);
+     }},
+    {"a record added again under another key", "was the record added twice",
+     [](Desk &desk) {
+         desk.records[12].key = -5;
+         desk.add(desk.tree, 12);
+         return report_on(desk.tree);
+     }},
+    {"a key changed in the tree", "place 16: key: expected a key above that of the record",
+     [](Desk &desk) {
+         desk.records[16].key = 3;
+         const std::string report = report_on(desk.tree);
+         EXPECT_NE(report.find("this record isn't found by its own key"), report.npos);
+         EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 1) << report;
+         return report;
+     }},
+    {"the key of the root changed in the tree", "place 7: key: expected a key below",
+     [](Desk &desk) {
+         desk.records[7].key = 1000;
+         EXPECT_EQ(desk.tree->root.headptr, &desk.records[7].node);
+         const std::string report = report_on(desk.tree);
+         EXPECT_NE(report.find("Records below this one aren't found"), report.npos) << report;
+         return report;
+     }},
+    {"a key changed under the caller's own operations", "isn't found by its own key",
+     [](Desk &desk) {
+         static const ZOEAVLOpTable own = cbi64;
+         desk.tree->optable = &own;
+         EXPECT_EQ(report_on(desk.tree), "");
+         desk.records[16].key = 3;
+         return report_on(desk.tree);
+     }},
+    {"a copy of the root from earlier", "is the head an old copy of the root",
+     [](Desk &desk) {
+         const ZOEAVLp copy = &desk.records[3].node;
+         return text_of([&](FILE *out) {
+             return zoeavl_check_root(desk.tree, &copy, ZOEAVL_CHECK_ORDER, out);
+         });
+     }},
+    {"a record whose memory is gone", "was the record freed, or moved",
+     [](Desk &desk) {
+         auto *const gone = reinterpret_cast<Record *>(Guarded(1).begin());
+         desk.records[4].node.llink = &gone->node;
+         return report_on(desk.tree);
+     }},
+    {"a record moved within memory that is there", "or was it copied or moved",
+     [](Desk &desk) {
+         static Record moved;
+         moved = desk.records[19];
+         std::memset(&desk.records[19], 0x42, sizeof(Record));
+         desk.records[18].node.rlink = &moved.node;
+         moved.node.llink = reinterpret_cast<ZOEAVLp>(model::word(&desk.records[17].node) + 2);
+         return report_on(desk.tree);
+     }},
+    {"length and offset swapped", "were length and offset of the key swapped",
+     [](Desk &desk) {
+         ZOEAVLTree *const odd = desk.make(plain(24, 1, ZOEAVL_KEYTYPE_I64));
+         odd->adder(&odd->root, &desk.records[0].node);
+         return report_on(odd);
+     }},
+    {"a NaN as the key of a double tree", "a NaN equals every key",
+     [](Desk &desk) {
+         ZOEAVLTree *const doubles = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_DBL));
+         const double nan = NAN;
+         std::memcpy(&desk.records[0].key, &nan, sizeof nan);
+         desk.add(doubles, 0);
+         return report_on(doubles);
+     }},
+    {"a number where the pointer to the key belongs", "a pointer of the right kind",
+     [](Desk &desk) {
+         ZOEAVLTree *const odd = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64P));
+         desk.add(odd, 5);
+         return report_on(odd);
+     }},
+    {"records added to a tree without keys", "since all keys of length 0 are equal",
+     [](Desk &desk) {
+         const ZOEAVLParms parms = plain(0, 0, ZOEAVL_KEYTYPE_CHAR);
+         ZOEAVLReCreate(desk.factory, desk.tree, &parms, nullptr, nullptr);
+         return report_on(desk.tree);
+     }},
+    {"use after destroy", "was the tree destroyed",
+     [](Desk &desk) {
+         desk.tree->destroy(desk.tree);
+         return report_on(desk.tree);
+     }},
+    {"a factory ended ahead of its tree", "or its factory ended ahead of it",
+     [](Desk &desk) {
+         desk.factory->RealDestroy(desk.factory);
+         return report_on(desk.tree);
+     }},
+    {"null for a tree", "was the tree destroyed", [](Desk &) { return report_on(nullptr); }},
+};
+
+TEST(Slips, AreNamed) {
+    for (const Slip &slip : slips) {
+        SCOPED_TRACE(slip.name);
+        Desk desk;
+        ASSERT_EQ(report_on(desk.tree), "");
+        const std::string report = slip.commit(desk);
+        EXPECT_NE(report.find(slip.told), report.npos) << report;
+    }
+}
+
+TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
+    const auto note_on = [](const ZOEAVLTree *tree) {
+        std::int64_t faults = -1;
+        const std::string note = text_of(
+            [&](FILE *out) { return zoeavl_check(tree, ZOEAVL_CHECK_ORDER, out); }, &faults);
+        EXPECT_EQ(faults, 0);
+        return note;
+    };
+    Desk desk;
+    desk.tree->optable = nullptr; // as of a tree whose operations were generated
+    EXPECT_EQ(report_on(desk.tree), "");
+    desk.tree->root.rw = &desk.recording.lock;
+    EXPECT_NE(note_on(desk.tree).find("no look-up without a lock"), std::string::npos);
+    desk.tree->root.rw = nullptr;
+    desk.tree->finder = [](ZOEAVLRootp, const void *) -> ZOEAVLp { return nullptr; };
+    EXPECT_NE(note_on(desk.tree).find("another form"), std::string::npos);
+}
+
+TEST(Parameters, AreExplained) {
+    const ZOEAVLOpTable partial{cbi64.adder, nullptr, nullptr, nullptr,
+                                nullptr,     nullptr, nullptr, nullptr};
+    const struct {
+        ZOEAVLParms parms;
+        int warnings;
+        const char *told;
+    } rows[] = {
+        {plain(1, 16, 5), 0, "cbi64, one signed 64-bit integer; in bytes 16 to 23"},
+        {plain(3, 16, 9), 0, "cbia32, 3 of: signed 32-bit integer; in bytes 16 to 27"},
+        {plain(7, 20, 13), 0, "behind the ZOEAVLVaryingKey in bytes 20 to 31"},
+        {plain(1, -8, 20), 0, "behind the pointer in bytes -8 to -1"},
+        {plain(4, 16, 3), 1, "the length isn't in bytes"},
+        {plain(0, 16, 3), 1, "at most one record"},
+        {plain(2, 16, 7), 1, "gives null too"},
+        {plain(2, 16, 19), 1, "keeps the operations in force"},
+        {plain(1, 16, 26), 1, "no key type 26"},
+        {plain(-1, 16, 1), 1, "without end"},
+        {plain(-2, 16, 9), 1, "all keys are equal"},
+        {plain(8, 12, 1), 1, "overlaps the links"},
+        {plain(1, -4, 5), 1, "overlaps the links"},
+        {plain(24, 1, 5), 3, "look swapped"},
+        {plain(1, 16, 25), 0, "compiled at run time"},
+        {plain(1, 16, 0), 1, "without a table"},
+        {{1, 16, 0, 1, &partial, 0}, 1, "would crash"},
+        {{1, 16, 0, 0, &partial, 0}, 1, "no adder in slot 4"},
+        {{1, 16, 5, 0x15, &partial, 9}, 4, "flags 0x10 mean nothing"},
+    };
+    for (const auto &row : rows) {
+        std::int64_t warnings = -1;
+        const std::string text =
+            text_of([&](FILE *out) { return zoeavl_explain(&row.parms, out); }, &warnings);
+        EXPECT_EQ(warnings, row.warnings) << text;
+        EXPECT_NE(text.find(row.told), text.npos) << text;
+    }
+}
+
+TEST(Check, SeesEveryBitOfEveryLink) {
+    Record records[9];
+    for (std::size_t nodes = 1; nodes <= std::size(records); nodes++)
+        for (const model::ShapeP &shape : model::all_shapes(nodes)) {
+            model::Tree tree{{}, shape};
+            for (std::size_t i = 0; i < nodes; i++)
+                tree.order.push_back(&records[i].node);
+            ZOEAVLp head = nullptr;
+            model::build(tree, &head);
+            const auto faults = [&] {
+                return zoeavl_check_words(&head, nullptr, nullptr, ZOEAVL_CHECK_HEIGHTS, nullptr);
+            };
+            ASSERT_EQ(faults(), 0);
+            for (const ZOEAVLp node : tree.order)
+                for (ZOEAVLp *link : {&node->llink, &node->rlink})
+                    for (unsigned bit = 0; bit < 64; bit++) {
+                        const ZOEAVLp sound = *link;
+                        *link = reinterpret_cast<ZOEAVLp>(model::word(sound) ^ (1UL << bit));
+                        ASSERT_GT(faults(), 0) << nodes << " nodes, bit " << bit;
+                        *link = sound;
+                    }
+        }
+}
+
+struct TextRecord {
+    ZOEAVLNODE node;
+    ZOEAVLVaryingKey key;
+    char text[24];
+};
+
+TEST(Check, SurvivesWhateverStandsInATree) {
+    std::mt19937_64 random(5);
+    std::vector<TextRecord> records(400);
+    ZOEAVL_ROOT root{nullptr, offsetof(TextRecord, key), 1, nullptr};
+    for (TextRecord &record : records) {
+        const int length = std::snprintf(record.text, sizeof record.text, "%lx", random() >> 20);
+        record.key = {record.text, static_cast<std::uint32_t>(length)};
+        cbvchar.adder(&root, &record.node);
+    }
+    ZOEAVLTree tree{};
+    std::memcpy(tree.tag, "nevo", sizeof tree.tag);
+    tree.root = root;
+    tree.optable = &cbvchar;
+    ASSERT_EQ(report_on(&tree), "");
+
+    FILE *const nowhere = std::fopen("/dev/null", "w");
+    const auto any = [&]() -> TextRecord & { return records[random() % records.size()]; };
+    const auto word = [&]() -> std::uint64_t {
+        switch (random() % 4) {
+        case 0:
+            return random();
+        case 1:
+            return random() >> random() % 64;
+        case 2:
+            return model::word(&any().node) + random() % 64;
+        default:
+            return model::word(&any().node) | random() % 4;
+        }
+    };
+    const std::vector<TextRecord> sound = records;
+    mallopt(M_TRIM_THRESHOLD, 64 << 20); // or each round gives its memory back to the system
+    for (int round = 0; round < 25000; round++) {
+        TextRecord *const changed[] = {&any(), &any(), &any(), &any()};
+        bool links_differ = false;
+        for (TextRecord *record : changed) {
+            std::uint64_t words[3];
+            static_assert(offsetof(TextRecord, key) == sizeof words[0] * 2);
+            std::memcpy(words, record, sizeof words);
+            words[random() % 3] = word();
+            if (random() % 8 == 0)
+                record->key.length = static_cast<std::uint32_t>(random());
+            links_differ |= std::memcmp(words, record, sizeof(ZOEAVLNODE)) != 0;
+            std::memcpy(record, words, sizeof words);
+        }
+        const std::vector<char> before(reinterpret_cast<char *>(changed[0]),
+                                       reinterpret_cast<char *>(changed[0] + 1));
+        const std::int64_t faults = zoeavl_check(&tree, ZOEAVL_CHECK_ORDER, nowhere);
+        ASSERT_GE(faults, links_differ ? 1 : 0);
+        ASSERT_EQ(std::memcmp(before.data(), changed[0], before.size()), 0);
+        if (round % 100 == 0) {
+            ASSERT_GE(zoeavl_draw(&tree, nullptr, nullptr, nowhere), links_differ ? 1 : 0);
+        }
+        for (TextRecord *record : changed)
+            *record = sound[static_cast<std::size_t>(record - records.data())];
+    }
+    std::fclose(nowhere);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(Check, SaysThatMemoryRanOut) {
+    Desk desk;
+    std::vector<Record> many(200000);
+    for (std::size_t i = 0; i < many.size(); i++) {
+        many[i].key = static_cast<std::int64_t>(1000 + i);
+        desk.tree->adder(&desk.tree->root, &many[i].node);
+    }
+    const auto check_with_little = [&] {
+        rlimit limit{16 << 20, 16 << 20};
+        setrlimit(RLIMIT_AS, &limit);
+        std::exit(zoeavl_check(desk.tree, ZOEAVL_CHECK_ORDER, stderr) == ZOEAVL_INSPECT_FAILED ? 3
+                                                                                               : 4);
+    };
+    EXPECT_EXIT(check_with_little(), testing::ExitedWithCode(3), "can't go on: Cannot allocate");
+}
+#endif
+
+TEST(Statistics, TellShapeAndDistances) {
+    struct alignas(64) Line {
+        ZOEAVLNODE node;
+        std::int64_t key;
+    };
+    alignas(4096) Line lines[65];
+    ZOEAVL_ROOT root{nullptr, offsetof(Line, key), 1, nullptr};
+    for (std::size_t i = 0; i < std::size(lines); i++) {
+        lines[i].key = static_cast<std::int64_t>(i);
+        cbi64.adder(&root, &lines[i].node);
+    }
+    ZOEAVLStatistics told;
+    ASSERT_EQ(zoeavl_statistics(nullptr, &root.headptr, &told), 0);
+    EXPECT_EQ(told.records, 65U);
+    EXPECT_EQ(told.height, 7U);
+    EXPECT_EQ(told.least_height, 7U);
+    EXPECT_DOUBLE_EQ(told.average_depth, (1 + 4 + 12 + 32 + 80 + 32 * 6.0 + 2 * 7) / 65);
+    EXPECT_DOUBLE_EQ(told.level_share, 60.0 / 65);
+    EXPECT_EQ(told.same_line, 0);
+    EXPECT_DOUBLE_EQ(told.same_page, 63.0 / 64);
+    EXPECT_EQ(told.median_distance, 64U);
+}
+
+TEST(Picture, ShowsChildrenThreadsLeansAndFaults) {
+    Desk desk;
+    ZOEAVLp head = &desk.records[17].node;
+    const auto drawn = [&](std::uint32_t depth) {
+        const ZOEAVLDrawing drawing{[](void *, ZOEAVLp record, char *text, std::size_t size) {
+                                        std::snprintf(text, size, "\"%ld\"",
+                                                      reinterpret_cast<Record *>(record)->key);
+                                    },
+                                    nullptr, depth, nullptr};
+        std::int64_t faults = 0;
+        return text_of([&](FILE *out) { return zoeavl_draw(nullptr, &head, &drawing, out); },
+                       &faults);
+    };
+    model::build({{&desk.records[16].node, &desk.records[17].node, &desk.records[18].node,
+                   &desk.records[19].node},
+                  model::join(model::join(nullptr, nullptr),
+                              model::join(nullptr, model::join(nullptr, nullptr)))},
+                 &head);
+    const std::string whole = drawn(0);
+    for (const char *part : {"\"1\" [label=\"\\\"170\\\"\", style=filled", "\"1\" -> \"0\";",
+                             "\"1\" -> \"2\" [penwidth=3]", "\"1\" -> \"0\" [style=dashed",
+                             "\"1\" -> \"2\" [style=dashed", "\"2\" -> \"3\" [style=dashed"})
+        EXPECT_NE(whole.find(part), whole.npos) << part << "\n" << whole;
+    EXPECT_NE(drawn(1).find("\"2\" [shape=triangle, label=\"2\"]"), whole.npos);
+    desk.records[19].node.rlink = head;
+    EXPECT_NE(drawn(0).find("\"3\" -> \"1\" [dir=forward, color=red"), whole.npos);
+}
+
+} // namespace
