@@ -27,6 +27,16 @@ foreach(name zoeavl zoeavl-host zoeavl-inspect)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
+# gdb loads its script by itself from the folder that it trusts, which stands beside the system's libraries, and else
+# from beside the library, once its user trusts that folder.
+install(CODE "
+  set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" OUTPUT_VARIABLE folder)
+  if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    set(folder \"/usr/share/gdb/auto-load\${folder}\")
+  endif()
+  file(INSTALL \"${PROJECT_SOURCE_DIR}/inspect/gdb.py\" DESTINATION \"\${folder}\" RENAME ${gdb_script})")
+
 if(PROJECT_IS_TOP_LEVEL)
   add_custom_target(uninstall
     COMMAND ${CMAKE_COMMAND} -DMANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <filesystem>
@@ -16,6 +17,7 @@
 
 #include <zoeavl.h>
 #include <zoeavl_host.h>
+#include <zoeavl_inspect.h>
 
 namespace {
 
@@ -28,12 +30,14 @@ FILE the licence texts of the machine are read.
   --list          show all words that are left, by way of the flattened tree
   --by-count      sort the filled tree in place by how often each word came
   --per-letter    keep one tree for each first letter instead
+  --draw FILE.svg draw the upper levels of the tree, by way of Graphviz' dot
   --order FILE    order the words by the C macro ZOEAVL_COMP in FILE (examples/orders explains it)
   --help          show this
 )";
 
 constexpr const char *default_folder = "/usr/share/common-licenses";
 constexpr int words_around = 5;
+constexpr std::uint32_t levels_drawn = 5;
 
 /* A record: two links at the front, then whatever the program likes. The tree reads the key alone.
  */
@@ -58,6 +62,11 @@ ZOEAVLVaryingKey key_of(std::string_view word) {
     return {word.data(), static_cast<std::uint32_t>(word.size())};
 }
 
+void put_label(void *, ZOEAVLp node, char *text, std::size_t size) {
+    const std::string_view word = word_of(node)->view();
+    std::snprintf(text, size, "%.*s", static_cast<int>(word.size()), word.data());
+}
+
 void show(const Word *word) {
     std::cout << "  " << word->view() << " " << word->count << "\n";
 }
@@ -67,7 +76,7 @@ void show(const Word *word) {
 
 struct Options {
     std::vector<std::string> files;
-    std::string near, remove, order;
+    std::string near, remove, draw, order;
     bool list = false, by_count = false, per_letter = false, help = false;
 };
 
@@ -84,6 +93,8 @@ Options parsed(const std::vector<std::string> &arguments) {
             options.near = value();
         else if (argument == "--remove")
             options.remove = value();
+        else if (argument == "--draw")
+            options.draw = value();
         else if (argument == "--order")
             options.order = value();
         else if (argument == "--list")
@@ -232,6 +243,22 @@ class Index {
             show(word_of(above));
     }
 
+    /* The tree as `dot` lays it out. */
+    void draw(const std::string &file) const {
+        int status = -1;
+        if (std::ofstream(file, std::ios::app).good()) {
+            const ZOEAVLDrawing drawing{put_label, nullptr, levels_drawn, nullptr};
+            setenv("WORD_INDEX_PICTURE", file.c_str(), 1);
+            FILE *const dot = popen("dot -Tsvg -o \"$WORD_INDEX_PICTURE\"", "w");
+            if (dot != nullptr) {
+                zoeavl_draw(tree, nullptr, &drawing, dot);
+                status = pclose(dot);
+            }
+        }
+        if (status != 0)
+            throw std::runtime_error("can't draw " + file + " (is Graphviz' dot there?)");
+    }
+
     void remove(std::string_view list) {
         std::size_t removed = 0;
         for_each_word(list, [&](std::string_view word) {
@@ -348,6 +375,8 @@ void run(const Options &options) {
     index.report();
     if (!options.near.empty())
         index.show_around(options.near);
+    if (!options.draw.empty())
+        index.draw(options.draw);
     if (!options.remove.empty())
         index.remove(unwanted);
     if (options.by_count)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Sees to what a step needs and a bare Debian machine lacks; quiet, and only what is missing.
 #   setup.sh [--list] [STEP]...
-# Steps: build (the default), test, docs, package, bench. With --list it only names what it would install.
+# Steps: build (the default), test, docs, pictures, package, bench. With --list it only names what it would install.
 set -euo pipefail
 
 # What each step needs, as THING:PACKAGE. A thing is a command or the path of a file.
@@ -10,8 +10,10 @@ declare -A needs=(
     [build]="$cc g++:g++ cmake:cmake ninja:ninja-build"
     [test]="make:make clang:clang clang-format:clang-format clang-tidy:clang-tidy pkg-config:pkg-config
             /usr/include/gtest/gtest.h:libgtest-dev readelf:binutils
-            setarch:util-linux shellcheck:shellcheck python3:python3 ccache:ccache"
+            setarch:util-linux shellcheck:shellcheck python3:python3 ccache:ccache gdb:gdb
+            dot:graphviz"
     [docs]="doxygen:doxygen"
+    [pictures]="dot:graphviz"
     [package]="dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot lintian:lintian doxygen:doxygen"
     [bench]="/usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/boost/version.hpp:libboost-dev
              /usr/include/absl/base/config.h:libabsl-dev /usr/include/glib-2.0/glib.h:libglib2.0-dev

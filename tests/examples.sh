@@ -59,6 +59,10 @@ expect "order by length" "first: a last: ant" \
        sed 's/last: .*/last: ant/')"
 expect "empty input" "words: 0" "$(words - </dev/null | head -1)"
 expect "default input" "first: " "$(words | sed -n 's/\(first: \).*/\1/p')"
+if command -v dot >/dev/null; then
+    words --draw "$work/tree.svg" "$work/text" >/dev/null
+    expect "picture" 1 "$(grep -c '>zoo<' "$work/tree.svg")"
+fi
 expect "help" "usage" "$(words --help | head -c 5)"
 for bad in "--near" "--bogus" "$work/missing" "$work" "--remove $work/missing $work/text"; do
     status=0

@@ -65,6 +65,8 @@ inline constexpr bool is_tuple<std::tuple<T...>> = true;
 template <class A, class B>
 inline constexpr bool is_tuple<std::pair<A, B>> = true;
 
+struct inspection; /* see check.hpp */
+
 /** The interface of an index. `Derived` keeps the head word, given by `head_word()`, and is told of
  * every record that comes or goes by `counted(difference)`.
  *
@@ -316,6 +318,8 @@ class operations {
   private:
     template <class, class, auto...>
     friend class batches;
+    friend struct inspection;
+
     Derived &derived() { return static_cast<Derived &>(*this); }
     const Derived &derived() const { return static_cast<const Derived &>(*this); }
     [[nodiscard]] ZOEAVLp head() const noexcept { return *derived().head_word(); }
