@@ -9,6 +9,7 @@
 #include "model.h"
 #include "recording_host.h"
 #include "zoeavl.hpp"
+#include "zoeavl/check.hpp"
 #include "zoeavl_host.h"
 
 namespace {
@@ -705,6 +706,21 @@ TEST_F(Trees, AreRefusedWhereTheMembersSayOtherwise) {
               "zoeavl: the members call for the operations of table cbi32" + at +
                   ", length 1; the tree has others in force");
     EXPECT_THROW((zoe::view<Record, &Record::i32>(nullptr)), std::invalid_argument);
+}
+
+TEST(Faces, AreCheckedFromOutside) {
+    std::vector<Record> records(50);
+    zoe::index<Record, zoe::descending<&Record::i32>> index;
+    for (std::size_t i = 0; i < records.size(); i++) {
+        records[i].i32 = static_cast<std::int32_t>(i);
+        index.insert(records[i]);
+    }
+    EXPECT_TRUE(zoe::check(index).empty()) << zoe::check(index);
+    records[7].i32 = 100;
+    const zoe::check_report report = zoe::check(index);
+    EXPECT_EQ(report.size(), 1U);
+    EXPECT_NE(report.text().find("place 42: key"), std::string::npos) << report;
+    EXPECT_TRUE(zoe::check(index, ZOEAVL_CHECK_HEIGHTS).empty());
 }
 
 TEST(Faces, MeetTheConceptsOfTheStandardLibrary) {
