@@ -1,6 +1,6 @@
-/* The contestants: zoeavl and what people would pick instead, all with one interface. Each owns its
- * records, which stand in memory in the order given. An operation that a contestant hasn't is
- * absent. */
+/* The contestants: the C functions and what people would pick instead, all with one interface. Each
+ * owns its records, which stand in memory in the order of the keys given. An operation that a
+ * contestant hasn't is absent. */
 #ifndef ZOEAVL_BENCH_CONTESTANTS_H
 #define ZOEAVL_BENCH_CONTESTANTS_H
 
@@ -14,8 +14,12 @@
 #include <glib.h>
 #include <search.h>
 
+#include "keys.h"
+#include "results.h"
 #include "zoeavl.h"
 #include "zoeavl_host.h"
+
+using Order = std::vector<std::size_t>; /* of records, by their place in memory */
 
 inline ZOEAVLExtension *factory() {
     static ZOEAVLExtension *const made = [] {
@@ -61,17 +65,39 @@ struct Extras<Extra::list> {
     Extras *list_previous = nullptr, *list_next = nullptr;
 };
 
-template <class Key, Extra extra>
-class Zoeavl {
+struct NoLinks {};
+
+template <class Links, class Key, Extra extra = Extra::none>
+struct Record : Links, Room<Key> {
+    Record(const typename Key::Value &key_, std::size_t i) : Links{}, key(key_), more(i) {}
+    typename StoredAs<Key>::Type key;
+    [[no_unique_address]] Extras<extra> more;
+};
+
+template <class Record>
+std::vector<Record> records_of(const auto &keys) {
+    std::vector<Record> records;
+    records.reserve(keys.size());
+    for (std::size_t i = 0; i < keys.size(); i++)
+        records.emplace_back(keys[i], i);
+    return records;
+}
+
+/* Reads a record, as a scan does that wants more than the order. */
+std::uint64_t read(const auto &record) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, &record.key, std::min(sizeof word, sizeof record.key));
+    return word;
+}
+
+template <class Key, Extra extra = Extra::none>
+class CFunctions {
   public:
     using Value = typename Key::Value;
     static constexpr const char *name = "zoeavl";
-    static constexpr std::size_t overhead = sizeof(ZOEAVLNODE);
+    static constexpr Kind kind = Kind::ours;
 
-    explicit Zoeavl(const std::vector<Value> &keys) {
-        records.reserve(keys.size());
-        for (std::size_t i = 0; i < keys.size(); i++)
-            records.emplace_back(keys[i], i);
+    explicit CFunctions(const std::vector<Value> &keys) : records(records_of<Node>(keys)) {
         const ZOEAVLParms parms = parms_for_key();
         tree = factory()->Create(factory(), &parms, nullptr, nullptr);
         if constexpr (Key::keytype == ZOEAVL_KEYTYPE_GENERATED) {
@@ -83,13 +109,13 @@ class Zoeavl {
                 throw std::runtime_error("the comparison doesn't compile");
         }
     }
-    ~Zoeavl() {
+    ~CFunctions() {
         tree->destroy(tree);
         if (module != nullptr)
             module->Destroy(module);
     }
-    Zoeavl(const Zoeavl &) = delete;
-    Zoeavl &operator=(const Zoeavl &) = delete;
+    CFunctions(const CFunctions &) = delete;
+    CFunctions &operator=(const CFunctions &) = delete;
 
     void insert(std::size_t i) { tree->adder(&tree->root, &records[i]); }
     const void *find(const Value &key) { return tree->finder(&tree->root, &key); }
@@ -105,6 +131,12 @@ class Zoeavl {
         for (ZOEAVLp node = tree->First(&tree->root); node != nullptr; node = tree->Next(node))
             count++;
         return count;
+    }
+    std::uint64_t scan() {
+        std::uint64_t sum = 0;
+        for (ZOEAVLp node = tree->First(&tree->root); node != nullptr; node = tree->Next(node))
+            sum += read(*static_cast<Node *>(node));
+        return sum;
     }
     void flatten() requires(extra == Extra::list) {
         tree->ToList(tree, nullptr);
@@ -125,21 +157,29 @@ class Zoeavl {
 
   private:
     /* The links of the tree are those of the list too. */
-    struct Record : ZOEAVLNODE {
-        Record(const Value &key_, std::size_t i) : ZOEAVLNODE{}, key(key_), more(i) {}
-        Value key;
-        [[no_unique_address]] Extras<extra == Extra::list ? Extra::none : extra> more;
-    };
-    static ZOEAVLParms parms_for_key() {
-        return {Key::keylen, sizeof(ZOEAVLNODE), Key::keytype, ZOEAVL_PARM_NOLOCK, nullptr, 0};
+    using Node = Record<ZOEAVLNODE, Key, extra == Extra::list ? Extra::none : extra>;
+    ZOEAVLParms parms_for_key() {
+        const ZOEAVLOpTable *table = nullptr;
+        if constexpr (requires { Key::table; })
+            table = Key::table;
+        return {Key::keylen,  offset_of(&records[0], &records[0].key),
+                Key::keytype, ZOEAVL_PARM_NOLOCK,
+                table,        0};
     }
-    static std::int32_t offset_of(const Record *record, const void *field) {
+    static std::int32_t offset_of(const Node *record, const void *field) {
         return static_cast<std::int32_t>(static_cast<const char *>(field) -
                                          reinterpret_cast<const char *>(record));
     }
-    std::vector<Record> records;
+    std::vector<Node> records;
     ZOEAVLTree *tree;
     ZOModule *module = nullptr;
+};
+
+/* The same once more: how far two measurements of one thing lie apart. */
+template <class Key, Extra extra = Extra::none>
+struct CControl : CFunctions<Key, extra> {
+    using CFunctions<Key, extra>::CFunctions;
+    static constexpr const char *name = "zoeavl, control";
 };
 
 namespace bi = boost::intrusive;
@@ -157,43 +197,55 @@ struct RedBlackFamily {
     using Set = bi::set<Record, bi::compare<Less>, bi::constant_time_size<false>>;
 };
 
-template <class Key, class Family, Extra extra>
+template <class Key, class Family, Extra extra = Extra::none>
 class BoostIntrusive {
   public:
     using Value = typename Key::Value;
     static constexpr const char *name = Family::name;
-    static constexpr std::size_t overhead = sizeof(typename Family::Hook);
+    static constexpr Kind kind = Kind::peer;
 
-    explicit BoostIntrusive(const std::vector<Value> &keys) {
-        records.reserve(keys.size());
-        for (std::size_t i = 0; i < keys.size(); i++)
-            records.emplace_back(keys[i], i);
-    }
+    explicit BoostIntrusive(const std::vector<Value> &keys) : records(records_of<Node>(keys)) {}
     ~BoostIntrusive() { clear(); }
     BoostIntrusive(const BoostIntrusive &) = delete;
     BoostIntrusive &operator=(const BoostIntrusive &) = delete;
 
     void insert(std::size_t i) { set.insert(records[i]); }
+    void insert_other(std::size_t i) { other_set.insert(records[i]); }
     const void *find(const Value &key) {
         const auto at = set.find(key, KeyLess{});
         return at != set.end() ? &*at : nullptr;
     }
     void neighbours(const Value &key) {
         take_neighbours(set, set.lower_bound(key, KeyLess{}),
-                        [&](const Record &record) { return !Less{}(key, record.key); });
+                        [&](const Node &record) { return !Less{}(key, record.key); });
     }
     void erase(const Value &key) { set.erase(key, KeyLess{}); }
+    void cut(const Value &low, const Value &high) {
+        set.erase(set.lower_bound(low, KeyLess{}), set.lower_bound(high, KeyLess{}));
+    }
+    void build_sorted(const Order &ascending) {
+        for (const std::size_t i : ascending)
+            set.push_back(records[i]);
+    }
+    void append(const Order &ascending) { build_sorted(ascending); }
+    void merge() { set.merge(other_set); }
     std::size_t walk() {
         std::size_t count = 0;
-        for (Record &record : set) {
+        for (Node &record : set) {
             count++;
             asm volatile("" : : "r"(&record));
         }
         return count;
     }
+    std::uint64_t scan() {
+        std::uint64_t sum = 0;
+        for (const Node &record : set)
+            sum += read(record);
+        return sum;
+    }
     void flatten() requires(extra == Extra::list) {
         Extras<extra> *previous = nullptr;
-        for (Record &record : set) {
+        for (Node &record : set) {
             record.more.list_previous = previous;
             if (previous != nullptr)
                 previous->list_next = &record.more;
@@ -204,67 +256,59 @@ class BoostIntrusive {
         set.clear();
     }
     void rekey() requires(extra == Extra::other_key) {
-        typename Family::template Set<Record, OtherLess> by_other;
-        while (Record *const first = set.unlink_leftmost_without_rebalance())
+        typename Family::template Set<Node, OtherLess> by_other;
+        while (Node *const first = set.unlink_leftmost_without_rebalance())
             by_other.insert(*first);
         by_other.clear();
     }
-    void clear() { set.clear(); }
+    void clear() { set.clear(), other_set.clear(); }
 
   private:
     using Less = typename Key::Less;
-    struct Record : Family::Hook {
-        Record(const Value &key_, std::size_t i) : key(key_), more(i) {}
-        Value key;
-        [[no_unique_address]] Extras<extra> more;
-    };
+    using Node = Record<typename Family::Hook, Key, extra>;
     struct KeyLess {
-        bool operator()(const Record &a, const Record &b) const { return Less{}(a.key, b.key); }
-        bool operator()(const Value &a, const Record &b) const { return Less{}(a, b.key); }
-        bool operator()(const Record &a, const Value &b) const { return Less{}(a.key, b); }
+        bool operator()(const Node &a, const Node &b) const { return Less{}(a.key, b.key); }
+        bool operator()(const Value &a, const Node &b) const { return Less{}(a, b.key); }
+        bool operator()(const Node &a, const Value &b) const { return Less{}(a.key, b); }
     };
     struct OtherLess {
-        bool operator()(const Record &a, const Record &b) const {
-            return a.more.other < b.more.other;
-        }
+        bool operator()(const Node &a, const Node &b) const { return a.more.other < b.more.other; }
     };
-    std::vector<Record> records;
-    typename Family::template Set<Record, KeyLess> set;
+    std::vector<Node> records;
+    typename Family::template Set<Node, KeyLess> set, other_set;
 };
 
 /* An index that owns no records: elements are keys with the address of a record. */
 template <class Key>
 struct IndexEntry {
     typename Key::Value key;
-    const void *record;
+    const Record<NoLinks, Key> *record;
     friend bool operator<(const IndexEntry &a, const IndexEntry &b) {
         return typename Key::Less{}(a.key, b.key);
     }
 };
 
-template <class Key>
 struct StdFamily {
     static constexpr const char *name = "std::set";
-    static constexpr std::size_t overhead = 4 * sizeof(void *) + sizeof(void *);
-    using Set = std::set<IndexEntry<Key>>;
+    template <class Entry>
+    using Set = std::set<Entry>;
 };
-template <class Key>
 struct BtreeFamily {
     static constexpr const char *name = "absl::btree_set";
-    static constexpr std::size_t overhead = 0; // depends on how full its nodes are
-    using Set = absl::btree_set<IndexEntry<Key>>;
+    template <class Entry>
+    using Set = absl::btree_set<Entry>;
 };
 
 template <class Key, class Family>
 class KeySet {
   public:
     using Value = typename Key::Value;
-    using Entry = IndexEntry<Key>;
     static constexpr const char *name = Family::name;
-    static constexpr std::size_t overhead = Family::overhead;
+    static constexpr Kind kind = Kind::peer;
 
-    explicit KeySet(const std::vector<Value> &keys_) : keys(keys_) {}
-    void insert(std::size_t i) { set.insert(Entry{keys[i], &keys[i]}); }
+    explicit KeySet(const std::vector<Value> &keys) : records(records_of<Node>(keys)) {}
+    void insert(std::size_t i) { set.insert(entry(i)); }
+    void insert_other(std::size_t i) { other_set.insert(entry(i)); }
     const void *find(const Value &key) {
         const auto at = set.find(Entry{key, nullptr});
         return at != set.end() ? at->record : nullptr;
@@ -274,6 +318,16 @@ class KeySet {
                         [&](const Entry &entry) { return !typename Key::Less{}(key, entry.key); });
     }
     void erase(const Value &key) { set.erase(Entry{key, nullptr}); }
+    void cut(const Value &low, const Value &high) {
+        set.erase(set.lower_bound(Entry{low, nullptr}), set.lower_bound(Entry{high, nullptr}));
+    }
+    /* What insertion of a sorted range does. */
+    void build_sorted(const Order &ascending) {
+        for (const std::size_t i : ascending)
+            set.insert(set.end(), entry(i));
+    }
+    void append(const Order &ascending) { build_sorted(ascending); }
+    void merge() { set.merge(other_set); }
     std::size_t walk() {
         std::size_t count = 0;
         for (const Entry &entry : set) {
@@ -282,11 +336,20 @@ class KeySet {
         }
         return count;
     }
-    void clear() { set.clear(); }
+    std::uint64_t scan() {
+        std::uint64_t sum = 0;
+        for (const Entry &entry : set)
+            sum += read(*entry.record);
+        return sum;
+    }
+    void clear() { set.clear(), other_set.clear(); }
 
   private:
-    const std::vector<Value> &keys;
-    typename Family::Set set;
+    using Node = Record<NoLinks, Key>;
+    using Entry = IndexEntry<Key>;
+    Entry entry(std::size_t i) const { return {records[i].key, &records[i]}; }
+    std::vector<Node> records;
+    typename Family::template Set<Entry> set, other_set;
 };
 
 template <class Key>
@@ -303,13 +366,13 @@ class GlibTree {
   public:
     using Value = typename Key::Value;
     static constexpr const char *name = "GTree";
-    static constexpr std::size_t overhead = 40;
+    static constexpr Kind kind = Kind::peer;
 
     explicit GlibTree(const std::vector<Value> &keys_) : keys(keys_) {}
     ~GlibTree() { g_tree_destroy(tree); }
     GlibTree(const GlibTree &) = delete;
     GlibTree &operator=(const GlibTree &) = delete;
-    void insert(std::size_t i) { g_tree_insert(tree, writable(keys[i]), writable(keys[i])); }
+    void insert(std::size_t i) { g_tree_insert(tree, &keys[i], &keys[i]); }
     const void *find(const Value &key) { return g_tree_lookup(tree, &key); }
     void neighbours(const Value &key) {
         GTreeNode *const at = g_tree_lower_bound(tree, &key);
@@ -328,8 +391,7 @@ class GlibTree {
     void clear() { g_tree_remove_all(tree); }
 
   private:
-    static gpointer writable(const Value &key) { return const_cast<Value *>(&key); }
-    const std::vector<Value> &keys;
+    std::vector<Value> keys;
     GTree *tree = g_tree_new(compare_keys<Key>);
 };
 
@@ -338,7 +400,7 @@ class Tsearch {
   public:
     using Value = typename Key::Value;
     static constexpr const char *name = "tsearch";
-    static constexpr std::size_t overhead = 24;
+    static constexpr Kind kind = Kind::peer;
 
     explicit Tsearch(const std::vector<Value> &keys_) : keys(keys_) {}
     ~Tsearch() { clear(); }
@@ -353,7 +415,7 @@ class Tsearch {
     }
 
   private:
-    const std::vector<Value> &keys;
+    std::vector<Value> keys;
     void *root = nullptr;
 };
 

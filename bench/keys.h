@@ -12,15 +12,27 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "zoeavl.h"
 
 /* Each key type gives:
- *     Value                  the key field of a record
+ *     Value                  what is looked up, and the key field of a record
  *     Less                   its order, for the peers
- *     keytype, keylen        its order, for zoeavl
+ *     keytype, keylen        its order, for the C functions, if one of their key types has it
  *     present(i), absent(i)  keys that differ for every i and from each other */
+
+/* The key field of a record where it isn't a Value. */
+template <class Key>
+struct StoredAs {
+    using Type = typename Key::Value;
+};
+
+/* Records are as small as their links and keys allow, or fill what is said here. */
+template <class Key>
+struct Room {};
 
 template <class Number, ZOEAVLKeyType code>
 struct NumberKey {
@@ -38,6 +50,12 @@ struct I32 : NumberKey<std::int32_t, ZOEAVL_KEYTYPE_I32> {
 struct I64 : NumberKey<std::int64_t, ZOEAVL_KEYTYPE_I64> {
     static constexpr const char *name = "i64";
 };
+/* The same in records that fill a cache line. */
+struct WideI64 : I64 {
+    static constexpr const char *name = "i64 in records of 64 bytes";
+};
+template <>
+struct alignas(64) Room<WideI64> {};
 struct F64 : NumberKey<double, ZOEAVL_KEYTYPE_DBL> {
     static constexpr const char *name = "double";
 };
@@ -49,6 +67,13 @@ struct Generated : NumberKey<std::int64_t, ZOEAVL_KEYTYPE_GENERATED> {
         "#define ZOEAVL_COMP(a, b, n, p, f) \\\n"
         "    if (*(int64_t *)(a) < *(int64_t *)(b)) goto p; \\\n"
         "    else if (*(int64_t *)(a) > *(int64_t *)(b)) goto f";
+};
+
+/* The same order, compiled with the program. */
+extern "C" const ZOEAVLOpTable i64_order;
+struct Ordered : NumberKey<std::int64_t, ZOEAVL_KEYTYPE_OPTABLE> {
+    static constexpr const char *name = "order at build time";
+    static constexpr const ZOEAVLOpTable *table = &i64_order;
 };
 
 /* The first twenty-eight are missing values, one of each code. */
@@ -142,6 +167,46 @@ struct Words {
     }
     static Value present(std::size_t i) { return kept(text(i)); }
     static Value absent(std::size_t i) { return kept(text(i) + "'"); }
+};
+
+/* The same words as strings of the standard library, in records that own them. */
+struct Strings {
+    using Value = std::string_view;
+    using Less = std::less<>;
+    static constexpr const char *name = "strings";
+    static Value view_of(const ZOEAVLVaryingKey &key) {
+        return {static_cast<const char *>(key.chars), key.length};
+    }
+    static Value present(std::size_t i) { return view_of(Words::present(i)); }
+    static Value absent(std::size_t i) { return view_of(Words::absent(i)); }
+};
+template <>
+struct StoredAs<Strings> {
+    using Type = std::string;
+};
+
+/* Several keys, in their order; what comes first is equal in runs of eight. */
+struct Pairs {
+    using Value = std::tuple<std::int64_t, std::int64_t>;
+    using Less = std::less<>;
+    static constexpr const char *name = "(i64, i64)";
+    static Value make(std::size_t i) {
+        const auto n = static_cast<std::int64_t>(i);
+        return {n / 16, n % 16};
+    }
+    static Value present(std::size_t i) { return make(2 * i + 1); }
+    static Value absent(std::size_t i) { return make(2 * i); }
+};
+struct Triples {
+    using Value = std::tuple<std::int32_t, std::int64_t, std::int32_t>;
+    using Less = std::less<>;
+    static constexpr const char *name = "(i32, i64, i32)";
+    static Value make(std::size_t i) {
+        const auto n = static_cast<std::int32_t>(i);
+        return {n / 64, n / 16 % 4, n % 16};
+    }
+    static Value present(std::size_t i) { return make(2 * i + 1); }
+    static Value absent(std::size_t i) { return make(2 * i); }
 };
 
 /* A pointer to an integer that stands elsewhere. */

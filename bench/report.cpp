@@ -1,131 +1,193 @@
-#include "report.h"
-
+/* Makes one report of the results of all runs, whichever compiler built them:
+ *
+ *     zoeavl_bench_report [--documents=PATH] FILE...
+ *
+ * writes tables in Markdown to the standard output, or to PATH.md with charts in PATH.svg. */
 #include <algorithm>
-#include <cmath>
+#include <fstream>
 #include <iomanip>
+#include <iostream>
+#include <limits>
+#include <map>
 #include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "chart.h"
+#include "results.h"
 
 namespace {
 
-const Figure *figure_of(const Row &row, const std::string &contestant) {
-    const auto at = std::find_if(row.figures.begin(), row.figures.end(), [&](const Figure &figure) {
-        return figure.contestant == contestant;
-    });
-    return at == row.figures.end() ? nullptr : &*at;
+constexpr const char *legend =
+    "Nanoseconds for one operation (in builds, scans, walks, merges and batches: for one record; "
+    "in\n"
+    "range cuts: for one cut); a quarter of the rounds was faster. Of two figures with a slash, "
+    "the\n"
+    "first is of the contestant built by g++, the second built by clang++. The first contestant of "
+    "a\n"
+    "table is ours. In brackets stands how many times as fast it is: our build by g++ and our "
+    "build by\n"
+    "clang++, each **against the better build of the peer**; above 1 we are faster. Other forms of "
+    "our\n"
+    "own are compared within one build. All contestants of a build run in one process, on keys "
+    "and\n"
+    "records of their own, which stand in memory in random order, one after the other in changing\n"
+    "turn, on a fresh order of keys each round, after a pass that warms the caches. A ratio within "
+    "one\n"
+    "build is the median over the rounds; one across builds, the quotient of the times.\n";
+
+void mention(std::vector<std::string> &names, const std::string &name) {
+    if (std::find(names.begin(), names.end(), name) == names.end())
+        names.push_back(name);
 }
 
-std::string grouped(std::size_t number) {
-    std::string digits = std::to_string(number);
-    for (std::size_t at = digits.size(); at > 3; at -= 3)
-        digits.insert(at - 3, ",");
-    return digits;
+/* What stands under one heading. */
+struct Table {
+    using Builds = std::map<std::string, Figure, std::greater<>>; /* g++ ahead of clang++ */
+    using Row = std::map<std::string, Builds>;
+    std::vector<std::string> operations, contestants;
+    std::map<std::string, std::map<std::size_t, Row>> rows;
+
+    void add(const Figure &figure) {
+        mention(operations, figure.operation);
+        mention(contestants, figure.contestant);
+        rows[figure.operation][figure.records][figure.contestant][figure.build] = figure;
+    }
+
+    /* How many times as fast as `contestant` each build of the first contestant is. */
+    [[nodiscard]] std::vector<double> leads(Row &row, const std::string &contestant) const {
+        std::vector<double> found;
+        for (const auto &[build, ours] : row[contestants.front()]) {
+            double lead = std::numeric_limits<double>::infinity();
+            for (const auto &[their_build, theirs] : row[contestant])
+                if (their_build == build && theirs.ratio > 0)
+                    lead = std::min(lead, theirs.ratio);
+                else if (theirs.kind == Kind::peer)
+                    lead = std::min(lead, theirs.nanoseconds / ours.nanoseconds);
+            found.push_back(lead);
+        }
+        return found;
+    }
+};
+
+std::string list(const std::vector<double> &values, int digits) {
+    std::ostringstream text;
+    for (const double value : values)
+        text << (text.tellp() > 0 ? " / " : "") << std::fixed << std::setprecision(digits) << value;
+    return text.str();
+}
+
+std::vector<double> times(const Table::Builds &builds) {
+    std::vector<double> found;
+    for (const auto &[build, figure] : builds)
+        found.push_back(figure.nanoseconds);
+    return found;
+}
+
+void print(std::ostream &out, Table &table) {
+    out << "| operation | records |";
+    for (const std::string &contestant : table.contestants)
+        out << " " << contestant << " |";
+    out << "\n|---|---:|";
+    for (std::size_t i = 0; i < table.contestants.size(); i++)
+        out << "---:|";
+    out << "\n";
+    for (const std::string &operation : table.operations)
+        for (auto &[records, row] : table.rows[operation]) {
+            out << "| " << operation << " | " << grouped(records) << " |";
+            for (const std::string &contestant : table.contestants) {
+                out << " " << list(times(row[contestant]), 1);
+                if (contestant != table.contestants.front() && !row[contestant].empty() &&
+                    row[contestant].begin()->second.kind != Kind::note)
+                    out << " (" << list(table.leads(row, contestant), 2) << ")";
+                out << " |";
+            }
+            out << "\n";
+        }
+}
+
+/* The lower of our builds' leads over the better build of `peer`, a line for each operation. */
+Panel leads_over(const std::string &peer, const std::string &title, Table &table) {
+    Panel panel{"How many times as fast as " + peer + " (" + title + ")", false, {}};
+    for (const std::string &operation : table.operations) {
+        std::map<std::size_t, double> points;
+        for (auto &[records, row] : table.rows[operation])
+            if (!row[peer].empty()) {
+                const std::vector<double> leads = table.leads(row, peer);
+                points[records] = *std::min_element(leads.begin(), leads.end());
+            }
+        if (!points.empty())
+            panel.lines.emplace_back(operation, points);
+    }
+    return panel;
+}
+
+/* The better build's time, a line for each contestant. */
+Panel times_of(const std::string &operation, const std::string &title, Table &table) {
+    Panel panel{"Nanoseconds: " + operation + " (" + title + ")", true, {}};
+    for (const std::string &contestant : table.contestants) {
+        std::map<std::size_t, double> points;
+        for (auto &[records, row] : table.rows[operation])
+            if (const std::vector<double> all = times(row[contestant]); !all.empty())
+                points[records] = *std::min_element(all.begin(), all.end());
+        if (!points.empty())
+            panel.lines.emplace_back(contestant, points);
+    }
+    return panel;
+}
+
+void write(const std::string &path, const std::string &text) {
+    std::ofstream file(path);
+    if (!(file << text << std::flush)) {
+        std::cerr << "zoeavl_bench_report: can't write " << path << "\n";
+        std::exit(1);
+    }
 }
 
 } // namespace
 
-std::vector<std::string> Report::contestants() const {
-    std::vector<std::string> names;
-    for (const Row &row : rows)
-        for (const Figure &figure : row.figures)
-            if (std::find(names.begin(), names.end(), figure.contestant) == names.end())
-                names.push_back(figure.contestant);
-    return names;
-}
-
-std::string Report::table() const {
-    const std::vector<std::string> names = contestants();
-    std::ostringstream text;
-    text << std::fixed << "| operation | key | records |";
-    for (const std::string &name : names)
-        text << " " << name << " |";
-    text << "\n|---|---|---:|";
-    for (std::size_t i = 0; i < names.size(); i++)
-        text << "---:|";
-    text << "\n| overhead per record | any | any |";
-    for (const std::string &name : names) {
-        const std::size_t bytes = overheads.at(name);
-        text << " " << (bytes != 0 ? std::to_string(bytes) + " B" : "varies") << " |";
-    }
-    for (const Row &row : rows) {
-        text << "\n| " << row.operation << " | " << row.key << " | " << grouped(row.records)
-             << " |";
-        for (const std::string &name : names) {
-            const Figure *const figure = figure_of(row, name);
-            if (figure == nullptr) {
-                text << " |";
-                continue;
-            }
-            text << " " << std::setprecision(1) << figure->nanoseconds << " ns";
-            if (name != names.front())
-                text << ", " << std::setprecision(2) << figure->ratio;
-            text << " |";
+int main(int argc, char **argv) {
+    std::vector<std::string> titles, builds;
+    std::map<std::string, Table> tables;
+    std::string documents;
+    for (int i = 1; i < argc; i++) {
+        const std::string_view argument = argv[i];
+        if (argument.starts_with("--documents=")) {
+            documents = argument.substr(argument.find('=') + 1);
+            continue;
+        }
+        std::ifstream file(argv[i]);
+        if (!file) {
+            std::cerr << "zoeavl_bench_report: can't read " << argument << "\n";
+            return 1;
+        }
+        for (Figure figure; file >> figure;) {
+            mention(titles, figure.table);
+            mention(builds, figure.build);
+            tables[figure.table].add(figure);
         }
     }
-    text << "\n";
-    return text.str();
-}
-
-std::string Report::chart(const std::string &peer, const std::string &key) const {
-    constexpr double width = 760;
-    constexpr double height = 420;
-    constexpr double left = 60;
-    constexpr double right = 210;
-    constexpr double top = 50;
-    constexpr double bottom = 50;
-    const char *const colours[] = {"#1b6ca8", "#d1495b", "#2e8b57", "#edae49",
-                                   "#6a4c93", "#00798c", "#8d6a3f", "#444444"};
-    std::map<std::string, std::map<std::size_t, double>> lines;
-    std::vector<std::string> order;
-    std::vector<std::size_t> sizes;
-    double highest = 1;
-    for (const Row &row : rows) {
-        const Figure *const figure = figure_of(row, peer);
-        if (figure == nullptr || row.key != key)
-            continue;
-        if (!lines.contains(row.operation))
-            order.push_back(row.operation);
-        lines[row.operation][row.records] = figure->ratio;
-        sizes.push_back(row.records);
-        highest = std::max(highest, std::ceil(figure->ratio));
+    std::ostringstream text;
+    std::vector<Panel> panels;
+    text << "# Benchmark\n\n" << legend << "\nBuilt by";
+    for (const std::string &build : builds)
+        text << (build == builds.front() ? " " : "; ") << build;
+    text << "; `-O2`.\n";
+    for (const std::string &title : titles) {
+        Table &table = tables[title];
+        text << "\n## " << title << "\n\n";
+        print(text, table);
+        if (title == "i64")
+            panels.push_back(leads_over("boost avl_set", title, table));
+        if (title.starts_with("growth"))
+            for (const std::string &operation : table.operations)
+                panels.push_back(times_of(operation, title, table));
     }
-    std::sort(sizes.begin(), sizes.end());
-    sizes.erase(std::unique(sizes.begin(), sizes.end()), sizes.end());
-    const auto x = [&](std::size_t size) {
-        const auto at = std::find(sizes.begin(), sizes.end(), size) - sizes.begin();
-        return left + (width - left - right) * static_cast<double>(at) /
-                          std::max(1.0, static_cast<double>(sizes.size()) - 1);
-    };
-    const auto y = [&](double ratio) {
-        return height - bottom - (height - top - bottom) * ratio / highest;
-    };
-
-    std::ostringstream svg;
-    svg << std::fixed << std::setprecision(1)
-        << "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " << width << " " << height
-        << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
-        << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-        << "<text x=\"" << left << "\" y=\"24\" font-size=\"15\">How many times as fast as " << peer
-        << " (" << key << " keys)</text>\n";
-    for (double ratio = 0; ratio <= highest; ratio++)
-        svg << "<line x1=\"" << left << "\" x2=\"" << width - right << "\" y1=\"" << y(ratio)
-            << "\" y2=\"" << y(ratio) << "\" stroke=\"" << (ratio == 1 ? "#000" : "#ccc")
-            << "\"/>\n<text x=\"" << left - 8 << "\" y=\"" << y(ratio) + 4
-            << "\" text-anchor=\"end\">" << static_cast<int>(ratio) << "</text>\n";
-    for (const std::size_t size : sizes)
-        svg << "<text x=\"" << x(size) << "\" y=\"" << height - bottom + 20
-            << "\" text-anchor=\"middle\">" << grouped(size) << "</text>\n";
-    svg << "<text x=\"" << (left + width - right) / 2 << "\" y=\"" << height - 10
-        << "\" text-anchor=\"middle\">records</text>\n";
-    for (std::size_t i = 0; i < order.size(); i++) {
-        const char *const colour = colours[i % std::size(colours)];
-        svg << "<polyline fill=\"none\" stroke-width=\"2\" stroke=\"" << colour << "\" points=\"";
-        for (const auto &[size, ratio] : lines[order[i]])
-            svg << x(size) << "," << y(ratio) << " ";
-        const double legend = top + 20 * static_cast<double>(i);
-        svg << "\"/>\n<rect x=\"" << width - right + 24 << "\" y=\"" << legend
-            << "\" width=\"12\" height=\"12\" fill=\"" << colour << "\"/>\n<text x=\""
-            << width - right + 42 << "\" y=\"" << legend + 10 << "\">" << order[i] << "</text>\n";
+    if (documents.empty()) {
+        std::cout << text.str();
+    } else {
+        write(documents + ".md", text.str());
+        write(documents + ".svg", chart(panels));
     }
-    svg << "</svg>\n";
-    return svg.str();
+    return 0;
 }

@@ -79,6 +79,7 @@ expect "its error names the file" 1 "$(grep -c "word_index: .*$work/text" "$work
 expect "orders of the build" "by length: b ANT ant Kelp kelp abalone case-blind: abalone ant b Kelp" \
     "$("$build/word_orders" Kelp ant b kelp abalone b ANT | xargs)"
 expect "own host" "250000 lies between Trondheim and Bergen" "$("$build/bring_your_own_host" | grep between)"
+expect "huge pages" "100001 readings, the last at 100000" "$("$build/huge_pages")"
 levels=$source/examples/data/river_levels.csv
 expect "missing values first" " missing (no reading): Carrow, Kelder" "$("$build/missing_values" "$levels" | head -1)"
 expect "threshold" "just below 0.1: missing (removed): Garth, Stonewater just above 0.1: 0.64: Inchmere" \
