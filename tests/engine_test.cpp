@@ -232,6 +232,16 @@ TEST(Lists, TailMayStandInTheRootWord) {
     EXPECT_EQ(root.headptr, &records.back().node);
 }
 
+TEST(Lists, NullIsStoredAtTheTailAheadOfTheDescent) {
+    std::vector<Record> records = records_with_odd_keys(3);
+    ZOEAVL_ROOT root = root_for_i32();
+    for (Record &record : records)
+        cbi32.adder(&root, &record.node);
+    ZOEAVLNODE &top = records[1].node;
+    EXPECT_EQ(ZOEAVLSTToList(nullptr, &root.headptr, &top.llink), &top);
+    EXPECT_EQ(top.llink, &records[2].node);
+}
+
 /* Both forms of a turn, with one word to select and with two, on every pair of boundary values. */
 template <class Integer>
 void compare_selections() {

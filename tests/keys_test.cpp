@@ -311,6 +311,26 @@ TEST(KeyReads, ArraysStopAtTheFirstDifference) {
     }
 }
 
+TEST(KeyReads, CharactersWithoutEndStopAtTheFirstDifference) {
+    for (const ZOEAVLOpTable *table : {&cbchar, &cbzochar})
+        for (const std::size_t size : {4U, 8U, 12U, 2000U}) {
+            Guarded nodes(size + sizeof(ZOEAVLNODE));
+            Guarded sought(size);
+            auto *const node = reinterpret_cast<ZOEAVLp>(nodes.end() - sizeof(ZOEAVLNODE) - size);
+            ZOEAVL_ROOT root{nullptr, sizeof(ZOEAVLNODE), -1, nullptr};
+            table->adder(&root, node);
+            for (const bool after : {true, false}) {
+                const std::size_t unit = table == &cbchar ? 1 : 4;
+                std::memset(nodes.end() - unit, after ? 0 : 2, 1);
+                std::memset(sought.end() - unit, 1, 1);
+                ZOEAVLp around[2];
+                EXPECT_EQ(table->fuzzier(&root, sought.end() - size, &around[0], &around[1]),
+                          nullptr);
+                EXPECT_EQ(around[after ? 0 : 1], node) << size;
+            }
+        }
+}
+
 TEST(KeyReads, NothingIsReadOfTheKeyOfAnEmptyTree) {
     for (const Type &type : types()) {
         ZOEAVL_ROOT root{nullptr, 0, type.keylen, nullptr};

@@ -32,14 +32,35 @@ struct Landing {
     asm("" : "+r"(one), "+r"(other));
 }
 
-/* A search that its integers decide, without ties or up to ties. */
+/* What stands for a sought key and a node's key where integers decide. */
+template <class Integer>
+struct Integers {
+    Integer sought;
+    Integer key;
+};
+
 template <class Search>
-concept IntegerSearch = requires(const Search &search, ZOEAVLp node) {
+concept SearchForInteger = requires(const Search &search, ZOEAVLp node) {
     { search.sought_integer() } -> SelectableInteger;
     { search.integer_of(node) } -> std::same_as<decltype(search.sought_integer())>;
 };
 template <class Search>
+concept SearchByIntegers = requires(const Search &search, ZOEAVLp node) {
+    search.integers_of(node);
+};
+template <class Search>
+concept IntegerSearch = SearchForInteger<Search> || SearchByIntegers<Search>;
+template <class Search>
 concept SearchWithTies = IntegerSearch<Search> && Search::has_ties;
+
+template <IntegerSearch Search>
+[[gnu::always_inline]] inline auto integers_of(const Search &search, ZOEAVLp node) {
+    if constexpr (SearchByIntegers<Search>)
+        return search.integers_of(node);
+    else
+        return Integers<decltype(search.sought_integer())>{search.sought_integer(),
+                                                           search.integer_of(node)};
+}
 
 /* Searches below `node`, the root node. A search gives:
  *
@@ -50,12 +71,9 @@ concept SearchWithTies = IntegerSearch<Search> && Search::has_ties;
  *
  *     sought_integer()            on the side of the sought key
  *     integer_of(node)            of the same type, on the side of a node
+ *     integers_of(node) -> Integers    or both at once, where either depends on the other's key
  *     has_ties                    if true, keys may differ though their integers are equal:
  *     tie(node) -> Outcome        then decides; else equal integers are equal keys
- *
- * and, if it may be so:
- *
- *     equals_all() -> bool        every key is equal, and none is looked at
  *
  * Which way a search turns can't be predicted, so both links are loaded ahead of the comparison and
  * one is selected by it. They are pinned, since a compiler that selects the address of the link
@@ -64,9 +82,6 @@ concept SearchWithTies = IntegerSearch<Search> && Search::has_ties;
 template <bool tracked, class Search>
 [[gnu::always_inline]] inline Landing descend_tracked(ZOEAVLp node, const Search &search,
                                                       Step *&end) {
-    if constexpr (requires { search.equals_all(); })
-        if (__builtin_expect(search.equals_all(), 0))
-            return {node, left, true};
     for (;;) {
         std::uintptr_t to_left = strip_balance(links(node)[left]);
         std::uintptr_t to_right = strip_balance(links(node)[right]);
@@ -76,8 +91,7 @@ template <bool tracked, class Search>
             __builtin_prefetch(node_at(to_right));
         }
         if constexpr (IntegerSearch<Search>) {
-            const auto sought = search.sought_integer();
-            const auto key = search.integer_of(node);
+            const auto [sought, key] = integers_of(search, node);
             std::uintptr_t next = to_left;
             std::uintptr_t step = Step::word_for(node, left);
             const bool equal = tracked ? Select::equal(sought, key, next, to_right, step,
@@ -134,30 +148,39 @@ template <class Search>
  * and may give what else a search may, with `Sought` as first argument and the key field in place
  * of the node. */
 template <class Key>
+concept KeyOfInteger = requires(const typename Key::Sought &sought, const void *key) {
+    Key::sought_integer(sought);
+    Key::integer_of(key);
+};
+template <class Key>
+concept KeyByIntegers = requires(const typename Key::Sought &sought, const void *key) {
+    Key::integers_of(sought, key);
+};
+template <class Key>
+concept KeyWithTies = requires {
+    requires Key::has_ties;
+};
+
+template <class Key>
 struct KeySearch {
     static constexpr bool takes_long = Key::takes_long;
     [[gnu::always_inline]] Outcome compare(ZOEAVLp node) const {
         return Key::compare(sought, key_of(node, offset));
     }
 
-    [[gnu::always_inline]] auto sought_integer() const requires
-        requires(const typename Key::Sought &key) {
-        Key::sought_integer(key);
+    [[gnu::always_inline]] auto sought_integer() const requires KeyOfInteger<Key> {
+        return Key::sought_integer(sought);
     }
-    { return Key::sought_integer(sought); }
-    [[gnu::always_inline]] auto integer_of(ZOEAVLp node) const requires requires(const void *key) {
-        Key::integer_of(key);
+    [[gnu::always_inline]] auto integer_of(ZOEAVLp node) const requires KeyOfInteger<Key> {
+        return Key::integer_of(key_of(node, offset));
     }
-    { return Key::integer_of(key_of(node, offset)); }
-    static constexpr bool has_ties = requires { requires Key::has_ties; };
+    [[gnu::always_inline]] auto integers_of(ZOEAVLp node) const requires KeyByIntegers<Key> {
+        return Key::integers_of(sought, key_of(node, offset));
+    }
+    static constexpr bool has_ties = KeyWithTies<Key>;
     [[gnu::always_inline]] Outcome tie(ZOEAVLp node) const requires has_ties {
         return Key::tie(sought, key_of(node, offset));
     }
-    [[gnu::always_inline]] bool equals_all() const requires
-        requires(const typename Key::Sought &key) {
-        Key::equals_all(key);
-    }
-    { return Key::equals_all(sought); }
 
     typename Key::Sought sought;
     std::ptrdiff_t offset;

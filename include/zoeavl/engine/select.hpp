@@ -27,7 +27,7 @@ namespace zoe::inline v2::engine {
 
 template <class Type>
 concept SelectableInteger = std::integral<Type> && requires {
-    requires sizeof(Type) >= 4;
+    requires sizeof(Type) == 4 || sizeof(Type) == 8;
 };
 
 /* Each gives true, and leaves the words as they are, if the integers are equal; else the words
@@ -53,57 +53,44 @@ struct PortableSelect {
 #ifdef ZOEAVL_PORTABLE_SELECT
 using Select = PortableSelect;
 #else
-/* On registers alone, so that every read of memory stays where compilers and sanitizers see it. The
- * words are copied, since a compiler of today fails where they are part of something larger. */
+/* On registers alone, so that every read of memory stays where compilers and sanitizers see it. */
 struct Select {
-#    define ZOEAVL_COMPARE "cmp\t{%[key], %[sought]|%[sought], %[key]}\n\tje\t%l[same]"
-#    define ZOEAVL_CHOOSE(above, n)                                                                \
-        "\n\tcmov" above "\t{%[above" n "], %[word" n "]|%[word" n "], %[above" n "]}"
+#    define ZOEAVL_COMPARE "cmp\t{%[key], %[sought]|%[sought], %[key]}"
+#    define ZOEAVL_CHOOSE(above, word)                                                             \
+        "\n\tcmov" above "\t{%[" word "_if_above], %[" word "]|%[" word "], %[" word "_if_above]}"
 
     template <SelectableInteger Integer>
     [[gnu::always_inline]] static bool equal(Integer sought, Integer key, std::uintptr_t &word,
                                              std::uintptr_t if_above) {
-        std::uintptr_t word1 = word;
+        bool same;
 #    define ZOEAVL_SELECT(above)                                                                   \
-        asm goto(ZOEAVL_COMPARE ZOEAVL_CHOOSE(above, "1")                                          \
-                 : [word1] "+r"(word1)                                                             \
-                 : [sought] "r"(sought), [key] "r"(key), [above1] "r"(if_above)                    \
-                 : "cc"                                                                            \
-                 : same)
+        asm(ZOEAVL_COMPARE ZOEAVL_CHOOSE(above, "word")                                            \
+            : [word] "+r"(word), "=@ccz"(same)                                                     \
+            : [sought] "r"(sought), [key] "r"(key), [word_if_above] "r"(if_above))
         if constexpr (std::is_signed_v<Integer>)
             ZOEAVL_SELECT("g");
         else
             ZOEAVL_SELECT("a");
 #    undef ZOEAVL_SELECT
-        word = word1;
-        return false;
-    same:
-        return true;
+        return same;
     }
 
     template <SelectableInteger Integer>
     [[gnu::always_inline]] static bool equal(Integer sought, Integer key, std::uintptr_t &word,
                                              std::uintptr_t if_above, std::uintptr_t &other,
                                              std::uintptr_t other_if_above) {
-        std::uintptr_t word1 = word;
-        std::uintptr_t word2 = other;
+        bool same;
 #    define ZOEAVL_SELECT(above)                                                                   \
-        asm goto(ZOEAVL_COMPARE ZOEAVL_CHOOSE(above, "1") ZOEAVL_CHOOSE(above, "2")                \
-                 : [word1] "+r"(word1), [word2] "+r"(word2)                                        \
-                 : [sought] "r"(sought), [key] "r"(key), [above1] "r"(if_above),                   \
-                   [above2] "r"(other_if_above)                                                    \
-                 : "cc"                                                                            \
-                 : same)
+        asm(ZOEAVL_COMPARE ZOEAVL_CHOOSE(above, "word") ZOEAVL_CHOOSE(above, "other")              \
+            : [word] "+&r"(word), [other] "+r"(other), "=@ccz"(same)                               \
+            : [sought] "r"(sought), [key] "r"(key), [word_if_above] "r"(if_above),                 \
+              [other_if_above] "r"(other_if_above))
         if constexpr (std::is_signed_v<Integer>)
             ZOEAVL_SELECT("g");
         else
             ZOEAVL_SELECT("a");
 #    undef ZOEAVL_SELECT
-        word = word1;
-        other = word2;
-        return false;
-    same:
-        return true;
+        return same;
     }
 
 #    undef ZOEAVL_COMPARE

@@ -18,23 +18,22 @@ struct Indirect {
         return Direct::compare(sought, read<const void *>(key));
     }
 
-    [[gnu::always_inline]] static auto sought_integer(const Sought &sought) requires requires {
-        Direct::sought_integer(sought);
+    [[gnu::always_inline]] static auto
+    sought_integer(const Sought &sought) requires KeyOfInteger<Direct> {
+        return Direct::sought_integer(sought);
     }
-    { return Direct::sought_integer(sought); }
-    [[gnu::always_inline]] static auto integer_of(const void *key) requires requires {
-        Direct::integer_of(key);
+    [[gnu::always_inline]] static auto integer_of(const void *key) requires KeyOfInteger<Direct> {
+        return Direct::integer_of(read<const void *>(key));
     }
-    { return Direct::integer_of(read<const void *>(key)); }
-    static constexpr bool has_ties = requires { requires Direct::has_ties; };
+    [[gnu::always_inline]] static auto integers_of(const Sought &sought,
+                                                   const void *key) requires KeyByIntegers<Direct> {
+        return Direct::integers_of(sought, read<const void *>(key));
+    }
+    static constexpr bool has_ties = KeyWithTies<Direct>;
     [[gnu::always_inline]] static Outcome tie(const Sought &sought,
                                               const void *key) requires has_ties {
         return Direct::tie(sought, read<const void *>(key));
     }
-    [[gnu::always_inline]] static bool equals_all(const Sought &sought) requires requires {
-        Direct::equals_all(sought);
-    }
-    { return Direct::equals_all(sought); }
 };
 
 } // namespace zoe::inline v2::engine

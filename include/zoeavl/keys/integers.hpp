@@ -32,19 +32,18 @@ struct Array {
     [[gnu::always_inline]] static Sought load(const void *key, Length length) {
         return {static_cast<const char *>(key), length};
     }
-    [[gnu::always_inline]] static bool equals_all(const Sought &sought) {
-        return sought.count <= 0;
-    }
     [[gnu::always_inline]] static Outcome compare(const Sought &sought, const void *key) {
         return compare_from(0, sought, key);
     }
 
-    /* The first elements decide unless they are equal. */
+    /* The first elements decide unless they are equal, or there are none. */
     static constexpr bool has_ties = true;
-    [[gnu::always_inline]] static Integer sought_integer(const Sought &sought) {
-        return read<Integer>(read_anew(sought.elements));
+    [[gnu::always_inline]] static Integers<Integer> integers_of(const Sought &sought,
+                                                                const void *key) {
+        if (sought.count <= 0)
+            return {0, 0};
+        return {read<Integer>(read_anew(sought.elements)), read<Integer>(key)};
     }
-    [[gnu::always_inline]] static Integer integer_of(const void *key) { return read<Integer>(key); }
     [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
         return compare_from(1, sought, key);
     }

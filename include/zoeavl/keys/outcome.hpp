@@ -16,7 +16,7 @@ inline Value read(const void *at) {
 }
 
 /* The same address, from which a compiler won't reuse what it read earlier or elsewhere. */
-[[gnu::always_inline]] inline const char *read_anew(const char *at) {
+[[gnu::always_inline]] inline const void *read_anew(const void *at) {
     asm volatile("" : "+r"(at));
     return at;
 }

@@ -23,16 +23,32 @@ struct VaryingCharacters {
         const std::uint32_t length = length_of(key);
         const std::uint32_t common = sought.length < length ? sought.length : length;
         if (common != 0) {
-            const int prefix = String::compare(chars_of(sought.record), chars_of(key), common);
+            const int prefix =
+                String::compare(chars_of(read_anew(sought.record)), chars_of(key), common);
             if (prefix != 0)
                 return order(prefix, 0);
         }
         return order(sought.length, length);
     }
 
+    /* Eight bytes decide, of shorter keys with zeros behind them, unless they are equal or one key
+     * is very short. */
+    static constexpr bool has_ties = true;
+    [[gnu::always_inline]] static Integers<std::uint64_t>
+    integers_of(const Sought &sought, const void *key) requires std::same_as<String, ByteString> {
+        const std::uint32_t length = length_of(key);
+        if (sought.length < 4 || length < 4)
+            return {0, 0};
+        return {prefix_of(chars_of(read_anew(sought.record)), sought.length),
+                prefix_of(chars_of(key), length)};
+    }
+    [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
+        return compare(sought, key);
+    }
+
   private:
-    static const void *chars_of(const void *record) {
-        return read<const void *>(static_cast<const char *>(record) +
+    static const char *chars_of(const void *record) {
+        return read<const char *>(static_cast<const char *>(record) +
                                   offsetof(ZOEAVLVaryingKey, chars));
     }
     static std::uint32_t length_of(const void *record) {
