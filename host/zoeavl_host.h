@@ -3,9 +3,13 @@
  *     zoextent(zoeavl_host());
  *     ZOEAVLExtension *factory = zoeavl(NULL, zoeavl_host_journal(stderr));
  *
- * Pools are thread-safe and end all their blocks at once. Locks are pthread reader/writer locks; a
- * tree created with ZOEAVL_PARM_LOCKVARIANT gets one that prefers readers instead of writers, which
- * alone may be taken for reading twice by one thread. All of it may be used from any thread.
+ * Pools are thread-safe and end all their blocks at once; in a program with the address sanitizer
+ * their blocks are the heap's, so that it sees them. Locks are zoe::scaling_mutex, whose readers
+ * don't slow one another down; a writer keeps new readers off. A tree created with
+ * ZOEAVL_PARM_LOCKVARIANT gets one that prefers readers instead, which alone may be taken for
+ * reading twice by one thread. A Get that doesn't wait (`wa` 0) gives 0 if it has the lock. A Get
+ * that waits for a lock which the calling thread holds for writing can't end: it says so on
+ * standard error and aborts. All of it may be used from any thread.
  *
  * Valid as C11 and as C++17. */
 #ifndef ZOEAVL_HOST_H
@@ -22,8 +26,20 @@ extern "C" {
 /* What the embedded host exports. */
 #define ZOEAVL_HOST_API __attribute__((visibility("default")))
 
-/* The host itself. There is one a process, and it never ends. */
+/* The host itself. There is one a process, and it never ends. If ZOEAVL_HOST_CHECKED is set in the
+ * environment at the first call, and neither empty nor 0, it is the checked one. */
 ZOEAVL_HOST_API ZOHost *zoeavl_host(void);
+
+/* The host in checking mode, slower by far. What breaks a rule becomes a line in the journal that
+ * the pool or lock was made with (on standard error if that was null), then the calls that led
+ * there on standard error, then an abort. The journal must last as long as the pool or lock.
+ *     Pools: a block freed twice, or that isn't the pool's; a freed block that was written to, as
+ * soon as it is let go (a pool keeps the last 1 MiB of freed blocks back) or the pool ends; a tree
+ * that is left when its factory ends. Fresh blocks are filled with 0xCD, freed ones with 0xDD.
+ *     Locks: taken for writing by a thread that holds it, taken at all by the thread that writes,
+ * taken for reading twice if it isn't of the kind that allows this, released by a thread that
+ * doesn't hold it, destroyed while it is held. */
+ZOEAVL_HOST_API ZOHost *zoeavl_host_checked(void);
 
 /* A journal that writes each report as a line to `stream`, and keeps it as text if `stream` is
  * null. What it makes of the words in its slots: StatusToJnl(level, status) reports the status
