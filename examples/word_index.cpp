@@ -329,7 +329,7 @@ class Index {
     void generate(const std::string &order_file) {
         const std::string text = contents(order_file);
         ZOCodegen *const codegen = zoeavl_host_codegen(journal);
-        codegen->addText(codegen, 1, text.c_str(), -1);
+        zoeavl_host_codegen_source(codegen, order_file.c_str(), 1, text.c_str());
         module = tree->Codegen(tree, codegen, 0, 0);
         codegen->Destroy(codegen);
         if (module == nullptr)

@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <spawn.h>
 #include <sstream>
@@ -15,6 +17,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "formatted.h"
@@ -34,13 +37,24 @@ const char *const options[] = {"-std=gnu11", "-O2", "-fPIC", "-shared", "-fno-st
 constexpr uint32_t success = 0;
 constexpr uint32_t failure = 1;
 
+/* How the compiler calls text of which nobody said where it stems from. */
+constexpr const char *unknown_source = "<text>";
+
+/* A line for the compiler: what follows is line `line` of `file`. */
+std::string line_directive(uint32_t line, const std::string &file) {
+    std::string quoted;
+    for (const char c : file) {
+        if (c == '"' || c == '\\')
+            quoted += '\\';
+        quoted += c;
+    }
+    return "#line " + std::to_string(line) + " \"" + quoted + "\"\n";
+}
+
 struct Codegen : ZOCodegen {
     ZOJournal *journal;
-    std::string text = "#include <stdint.h>\n";
-};
-
-struct Module : ZOModule {
-    void *library;
+    std::string text = "#include <stdint.h>\n" + line_directive(1, unknown_source);
+    std::string words;
 };
 
 /* ---- Collecting
@@ -87,8 +101,8 @@ std::string declaration(const ZOCodegenMember &member) {
 /* The structure, and the compiler's word that it lies in memory as the table says. */
 void add_struct(std::ostream &text, const ZOCodegenStruct &structure) {
     const auto require = [&](const std::string &what, uint64_t value) {
-        text << "_Static_assert(" << what << " == " << value << ", \"" << structure.name
-             << "\");\n";
+        const std::string holds = what + " == " + std::to_string(value);
+        text << "_Static_assert(" << holds << ", \"" << holds << "\");\n";
     };
     const std::string type = "struct " + std::string(structure.name);
     text << type << " {\n";
@@ -185,7 +199,7 @@ std::vector<std::string> compiler_command(const char *further_options) {
 }
 
 /* Throws what the compiler or the loader had to say. */
-void *compile_and_load(const std::string &text, const char *further_options) {
+void *compile_and_load(const std::string &text, std::vector<std::string> command) {
     const Workshop workshop;
     const std::string unit = workshop.path("unit.c");
     const std::string library = workshop.path("unit.so");
@@ -193,7 +207,6 @@ void *compile_and_load(const std::string &text, const char *further_options) {
     if (!(std::ofstream(unit) << text << std::flush))
         throw std::runtime_error("can't write " + unit);
 
-    std::vector<std::string> command = compiler_command(further_options);
     const std::string compiler = command[0];
     command.insert(command.end(), {"-o", library, unit});
     if (const int status = run(std::move(command), words); status != 0)
@@ -205,27 +218,94 @@ void *compile_and_load(const std::string &text, const char *further_options) {
     return loaded;
 }
 
+/* ---- Sharing
+ * ------------------------------------------------------------------------------------ */
+
+/* What a text was compiled to, for all modules of that text and command that live. */
+struct Compilation {
+    ~Compilation() {
+        if (library != nullptr)
+            dlclose(library);
+    }
+    std::size_t users = 0; /* guarded with the table */
+    std::mutex guard;      /* of the library, and so held while the first user compiles */
+    void *library = nullptr;
+};
+
+struct Compilations {
+    std::mutex guard;
+    std::map<std::string, Compilation> by_input;
+};
+
+Compilations &compilations() {
+    static auto *const all = new Compilations; // never ends: modules may be ended at exit
+    return *all;
+}
+
+/* One user of a compilation. The last one ends it. */
+class Use {
+  public:
+    explicit Use(std::string input_) : input(std::move(input_)) {
+        const std::lock_guard hold(compilations().guard);
+        compilation = &compilations().by_input[input];
+        compilation->users++;
+    }
+    ~Use() {
+        std::map<std::string, Compilation>::node_type ended; // closed when the table is free again
+        const std::lock_guard hold(compilations().guard);
+        if (--compilation->users == 0)
+            ended = compilations().by_input.extract(input);
+    }
+    Use(const Use &) = delete;
+    Use &operator=(const Use &) = delete;
+
+    /* The library, which `make` gives if no user has it yet. */
+    template <class Make>
+    void *library(Make make) {
+        const std::lock_guard hold(compilation->guard);
+        if (compilation->library == nullptr)
+            compilation->library = make();
+        return compilation->library;
+    }
+
+  private:
+    std::string input;
+    Compilation *compilation;
+};
+
+struct Module : ZOModule {
+    explicit Module(std::string input) : ZOModule{}, use(std::move(input)) {}
+    Use use;
+    void *library = nullptr;
+};
+
 void *symbol(ZOModule *module, const char *name) {
     return dlsym(static_cast<Module *>(module)->library, name);
 }
 
 void destroy_module(ZOModule *module) {
-    dlclose(static_cast<Module *>(module)->library);
     delete static_cast<Module *>(module);
 }
 
 ZOModule *compile(ZOCodegen *codegen, ZOWord first, ZOWord) {
     auto *const self = static_cast<Codegen *>(codegen);
     try {
+        self->words.clear();
         const auto *const further =
             reinterpret_cast<const char *>(first); // NOLINT: a caller's pointer
-        auto module = std::make_unique<Module>();
-        module->library = compile_and_load(self->text, further);
+        const std::vector<std::string> command = compiler_command(further);
+        std::string input;
+        for (const std::string &word : command)
+            input += word + '\n';
+        auto module = std::make_unique<Module>(input + self->text);
+        module->library =
+            module->use.library([&] { return compile_and_load(self->text, command); });
         module->Destroy = destroy_module;
         module->symbol = symbol;
         return module.release();
     } catch (const std::exception &refusal) {
-        report(self->journal, std::string("compile: ") + refusal.what());
+        self->words = std::string("compile: ") + refusal.what();
+        report(self->journal, self->words);
         return nullptr;
     }
 }
@@ -245,4 +325,15 @@ ZOCodegen *zoeavl_host_codegen(ZOJournal *journal) {
     codegen->compile = compile;
     codegen->journal = journal;
     return codegen;
+}
+
+uint32_t zoeavl_host_codegen_source(ZOCodegen *codegen, const char *file, uint32_t line,
+                                    const char *source) {
+    return add(codegen, [&](std::string &text) {
+        text += line_directive(line, file) + source + '\n' + line_directive(1, unknown_source);
+    });
+}
+
+const char *zoeavl_host_codegen_words(ZOCodegen *codegen) {
+    return static_cast<Codegen *>(codegen)->words.c_str();
 }

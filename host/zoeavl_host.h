@@ -61,9 +61,24 @@ ZOEAVL_HOST_API void zoeavl_host_journal_end(ZOJournal *journal);
  * refuses. The first word given to `compile` (and to ZOEAVLCodegen) is 0 or a string of further
  * options for the compiler, separated by blanks; the second is ignored.
  *
+ * The same text with the same compiler and options is compiled once: as long as a module of it
+ * lives, further ones are had without the compiler and share its functions, and its variables if
+ * the text has any. Headers that the text includes count as unchanged.
+ *
  * End the object with its Destroy slot, after which its modules live on; end each module with its
  * own Destroy slot, after the last call of its functions. */
 ZOEAVL_HOST_API ZOCodegen *zoeavl_host_codegen(ZOJournal *journal);
+
+/* Adds C text, ended by its NUL, that stems from line `line` of `file` and on, as addText with line
+ * flag 1 does; the compiler then names file and line of each mistake in it. Use it for an order
+ * read from a file, or with __FILE__ and __LINE__ for one in a string. The status is that of
+ * addText. */
+ZOEAVL_HOST_API uint32_t zoeavl_host_codegen_source(ZOCodegen *codegen, const char *file,
+                                                    uint32_t line, const char *source);
+
+/* Why the last `compile` gave null: what the journal was told, journal or not. Empty if it gave a
+ * module. Valid until the next `compile` or the end of the object. */
+ZOEAVL_HOST_API const char *zoeavl_host_codegen_words(ZOCodegen *codegen);
 
 #ifdef __cplusplus
 }

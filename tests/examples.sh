@@ -78,6 +78,13 @@ expect "its error names the file" 1 "$(grep -c "word_index: .*$work/text" "$work
 
 expect "orders of the build" "by length: b ANT ant Kelp kelp abalone case-blind: abalone ant b Kelp" \
     "$("$build/word_orders" Kelp ant b kelp abalone b ANT | xargs)"
+printf '#define ZOEAVL_COMP(a,b,n,p,f) \\\n  if ((a)->nothing) goto p; else goto f;\n' >"$work/order.h"
+words --order "$work/order.h" "$work/text" >"$work/refusal" || true
+expect "a mistake's file and line" 1 "$(grep -c "^$work/order.h:2:.*error" "$work/refusal" | head -c 1)"
+expect "loaded at run time" "requires kernel 9.1 events at 10 20 30 40" \
+    "$("$build/load_at_run_time" "$build/libzoeavl.so.2" | xargs)"
+expect "nothing to load" "load_at_run_time: /nonexistent" "$("$build/load_at_run_time" /nonexistent 2>&1 | cut -d: -f1,2)"
+
 expect "own host" "250000 lies between Trondheim and Bergen" "$("$build/bring_your_own_host" | grep between)"
 expect "huge pages" "100001 readings, the last at 100000" "$("$build/huge_pages")"
 levels=$source/examples/data/river_levels.csv
