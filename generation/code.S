@@ -1,7 +1,7 @@
 /* The engine's text as the exported data objects `code` and `codesize`. ENGINE_TEXT is its path. */
     .section .rodata
     .globl  code
-    .type   code, @object
+    .type   code, %object
 code:
     .incbin ENGINE_TEXT
     .byte   0
@@ -9,10 +9,10 @@ code_end:
     .size   code, code_end - code
 
     .globl  codesize
-    .type   codesize, @object
+    .type   codesize, %object
     .balign 4
 codesize:
     .long   code_end - code
     .size   codesize, 4
 
-    .section .note.GNU-stack, "", @progbits
+    .section .note.GNU-stack, "", %progbits

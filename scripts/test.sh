@@ -11,6 +11,7 @@ steps=(
     "asan     all tests under the address and undefined-behaviour sanitizers"
     "tsan     the concurrent tests under the thread sanitizer"
     "mutants  that the tests see most of a sample of broken sources"
+    "fuzz     the fuzz targets: their corpus, then a minute"
     "format   clang-format"
     "lint     clang-tidy and shellcheck"
     "docs     the API reference, and the paths that pages name"
@@ -22,6 +23,7 @@ asan() { build asan all && ctest --preset asan; }
 # The address space is laid out anew only as far as the sanitizer's shadow memory can follow.
 tsan() { build tsan zoeavl_concurrent_tests && setarch "$(uname -m)" -R ctest --preset tsan -R concurrent; }
 mutants() { scripts/mutate.py --sample 60 --minutes 3 --at-least 90; }
+fuzz() { scripts/fuzz.sh 1; }
 format() {
     # shellcheck disable=SC2016 # the inner shell expands it
     sources '*.h' '*.hpp' '*.cpp' | grep -zv '^./examples/orders/' |

@@ -33,13 +33,21 @@ ZOWord zolStatusToJnl(ZOJournal *journal, ZOWord level, ZOWord status, ...) {
     return result;
 }
 
+#if defined(__x86_64__)
+#    define GET_LOCALE "jmp *96(%rdi)"
+#elif defined(__aarch64__)
+#    define GET_LOCALE "ldr x16, [x0, #96]; br x16"
+#else
+#    error "zolGetLocale needs the jump through GetLocale in this processor's instructions"
+#endif
+
 /* A jump leaves every register and the stack as they came, however many arguments there are. */
 asm(R"(
     .pushsection .text
     .globl  zolGetLocale
-    .type   zolGetLocale, @function
+    .type   zolGetLocale, %function
 zolGetLocale:
-    jmp     *96(%rdi)
+)" GET_LOCALE R"(
     .size   zolGetLocale, . - zolGetLocale
     .popsection
 )");

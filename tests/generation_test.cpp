@@ -377,9 +377,11 @@ TEST_F(Generated, RefusalsReachTheJournalAndLeaveNothingBehind) {
     EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "the caller's own words"), nullptr);
     EXPECT_EQ(generate(tree, orders[0].text, journal, "--no-such-option"), nullptr);
     EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "no-such-option"), nullptr);
+    const char *const cc = std::getenv("CC");
+    const std::string own = cc != nullptr ? cc : "cc";
     setenv("CC", "/nonexistent/compiler -O1", 1);
     EXPECT_EQ(generate(tree, orders[0].text, journal), nullptr);
-    unsetenv("CC");
+    setenv("CC", own.c_str(), 1);
     EXPECT_NE(std::strstr(zoeavl_host_journal_text(journal), "/nonexistent/compiler"), nullptr);
     EXPECT_EQ(std::memcmp(&before, tree, sizeof before), 0);
     EXPECT_TRUE(nothing_left_behind());

@@ -1,9 +1,10 @@
-/* Fixed-length character keys: bytes, unsigned, and 32-bit characters, signed as wmemcmp has it. */
+/* Fixed-length character keys: bytes, unsigned, and 32-bit characters, signed. */
 #ifndef ZOEAVL_KEYS_CHARACTERS_HPP
 #define ZOEAVL_KEYS_CHARACTERS_HPP
 
 #include <bit>
 #include <cwchar>
+#include <type_traits>
 
 #include "outcome.hpp"
 
@@ -19,8 +20,22 @@ struct ByteString {
 struct WideString {
     using Unit = zochar;
     [[gnu::always_inline]] static int compare(const void *a, const void *b, std::size_t length) {
-        return std::wmemcmp(static_cast<const wchar_t *>(a), static_cast<const wchar_t *>(b),
-                            length);
+        if constexpr (std::is_signed_v<wchar_t>)
+            return std::wmemcmp(static_cast<const wchar_t *>(a), static_cast<const wchar_t *>(b),
+                                length);
+        return first_difference(a, b, length);
+    }
+
+  private:
+    /* Where the system's characters are unsigned, its comparison has another order. */
+    static int first_difference(const void *a, const void *b, std::size_t length) {
+        for (std::size_t i = 0; i < length * sizeof(std::int32_t); i += sizeof(std::int32_t)) {
+            const auto unit_of_a = read<std::int32_t>(static_cast<const char *>(a) + i);
+            const auto unit_of_b = read<std::int32_t>(static_cast<const char *>(b) + i);
+            if (unit_of_a != unit_of_b)
+                return unit_of_a < unit_of_b ? -1 : 1;
+        }
+        return 0;
     }
 };
 static_assert(sizeof(wchar_t) == sizeof(zochar));
