@@ -1,12 +1,16 @@
 /* The engine against the model: link words after every operation, on every small shape and on long
  * random runs; walks, lists, and what must not be written. */
 #include <array>
+#include <cstdlib>
 #include <limits>
 #include <random>
 
 #include "guarded.h"
 #include "model.h"
-#include "zoeavl/engine/select.hpp"
+#include "zoeavl.hpp"
+
+/* Compiled from the text that the generated operations come from. */
+extern "C" const ZOEAVLOpTable order_of_integers;
 
 namespace {
 
@@ -36,7 +40,7 @@ model::Tree model_of(std::vector<Record> &records, const model::ShapeP &shape) {
 }
 
 /* Looks up every key and every gap, exactly and with neighbours, for all choices of outputs. */
-void check_lookups(ZOEAVL_ROOT &root, const model::Tree &tree) {
+void check_lookups(const ZOEAVLOpTable &table, ZOEAVL_ROOT &root, const model::Tree &tree) {
     const auto unwritten = reinterpret_cast<ZOEAVLp>(&root);
     for (std::size_t twice = 0; twice <= 2 * tree.order.size(); twice++) {
         const std::int32_t key = static_cast<std::int32_t>(twice);
@@ -44,11 +48,11 @@ void check_lookups(ZOEAVL_ROOT &root, const model::Tree &tree) {
         const ZOEAVLp expected = present ? tree.order[twice / 2] : nullptr;
         const ZOEAVLp below = tree.before(twice / 2);
         const ZOEAVLp above = tree.at((twice + 1) / 2);
-        ASSERT_EQ(cbi32.finder(&root, &key), expected);
+        ASSERT_EQ(table.finder(&root, &key), expected);
         for (const unsigned outputs : {0U, 1U, 2U, 3U}) {
             ZOEAVLp previous = unwritten;
             ZOEAVLp next = unwritten;
-            ASSERT_EQ(cbi32.fuzzier(&root, &key, outputs & 1 ? &previous : nullptr,
+            ASSERT_EQ(table.fuzzier(&root, &key, outputs & 1 ? &previous : nullptr,
                                     outputs & 2 ? &next : nullptr),
                       expected);
             ASSERT_EQ(previous, outputs & 1 ? below : unwritten);
@@ -57,42 +61,98 @@ void check_lookups(ZOEAVL_ROOT &root, const model::Tree &tree) {
     }
 }
 
-constexpr std::size_t largest_exhaustive_size = 20;
+/* ZOEAVL_EXHAUSTIVE in the environment asks for more, 24 at most: 32 million operations. */
+std::size_t largest_exhaustive_size() {
+    const char *const asked = std::getenv("ZOEAVL_EXHAUSTIVE");
+    return asked != nullptr ? std::strtoul(asked, nullptr, 10) : 20;
+}
+
+/* The places of a shape's nodes in the order, level by level. */
+std::vector<std::size_t> by_levels(const model::ShapeP &shape) {
+    std::vector<std::size_t> places;
+    std::vector<std::pair<model::ShapeP, std::size_t>> level{{shape, 0}};
+    for (std::size_t i = 0; i < level.size(); i++)
+        if (const auto [s, first] = level[i]; s != nullptr) {
+            places.push_back(first + model::size(s->left));
+            level.emplace_back(s->left, first);
+            level.emplace_back(s->right, places.back() + 1);
+        }
+    return places;
+}
 
 TEST(Model, KnowsHowManyShapesThereAre) {
     const std::size_t counts[] = {1,  1,   2,   1,   4,    6,    4,    17,   32,   44,   60,
                                   70, 184, 476, 872, 1553, 2720, 4288, 6312, 9004, 16088};
-    for (std::size_t nodes = 0; nodes <= largest_exhaustive_size; nodes++)
+    for (std::size_t nodes = 0; nodes < std::size(counts); nodes++)
         EXPECT_EQ(model::all_shapes(nodes).size(), counts[nodes]) << nodes;
 }
 
 TEST(Engine, DoesEveryOperationOnEverySmallShape) {
-    std::vector<Record> records = records_with_odd_keys(largest_exhaustive_size);
-    for (std::size_t nodes = 0; nodes <= largest_exhaustive_size; nodes++)
-        for (const model::ShapeP &shape : model::all_shapes(nodes)) {
-            const model::Tree tree = model_of(records, shape);
-            ZOEAVL_ROOT root = root_for_i32();
-            model::build(tree, &root.headptr);
-            ASSERT_TRUE(model::walks_alike(tree, &root));
-            ASSERT_NO_FATAL_FAILURE(check_lookups(root, tree));
-            ASSERT_TRUE(model::same(tree, root.headptr));
+    const std::size_t largest = largest_exhaustive_size();
+    std::vector<Record> records = records_with_odd_keys(largest);
+    for (std::size_t nodes = 0; nodes <= largest; nodes++)
+        for (const model::ShapeP &shape : model::all_shapes(nodes))
+            for (const ZOEAVLOpTable *const table : {&cbi32, &order_of_integers}) {
+                const model::Tree tree = model_of(records, shape);
+                ZOEAVL_ROOT root = root_for_i32();
+                model::build(tree, &root.headptr);
+                ASSERT_TRUE(model::walks_alike(tree, &root));
+                ASSERT_NO_FATAL_FAILURE(check_lookups(*table, root, tree));
+                ASSERT_TRUE(model::same(tree, root.headptr));
 
-            for (std::size_t gap = 0; gap <= nodes; gap++) {
-                model::Tree expected = tree;
-                model::build(tree, &root.headptr);
-                Record added{{&records[0].node, nullptr}, static_cast<std::int32_t>(2 * gap)};
-                ASSERT_EQ(cbi32.adder(&root, &added.node), &added.node);
-                expected.insert(gap, &added.node);
-                ASSERT_TRUE(model::same(expected, root.headptr)) << nodes << " nodes, gap " << gap;
+                for (std::size_t gap = 0; gap <= nodes; gap++) {
+                    model::Tree expected = tree;
+                    model::build(tree, &root.headptr);
+                    Record added{{&records[0].node, nullptr}, static_cast<std::int32_t>(2 * gap)};
+                    ASSERT_EQ(table->adder(&root, &added.node), &added.node);
+                    expected.insert(gap, &added.node);
+                    ASSERT_TRUE(model::same(expected, root.headptr)) << nodes << " nodes, " << gap;
+                }
+                for (std::size_t index = 0; index < nodes; index++) {
+                    model::Tree expected = tree;
+                    model::build(tree, &root.headptr);
+                    const ZOEAVLp gone = tree.order[index];
+                    ASSERT_EQ(table->killer(&root, &records[index].key), gone);
+                    expected.remove(index);
+                    ASSERT_TRUE(model::same(expected, root.headptr))
+                        << nodes << " nodes, " << index;
+                    ASSERT_EQ(model::words_of(gone), (model::Words{0, 0}));
+                }
             }
-            for (std::size_t index = 0; index < nodes; index++) {
+}
+
+struct FaceRecord : zoe::node {
+    std::int32_t key = 0;
+};
+
+/* A shape comes about when its nodes go in level by level, since no rotation is due then. */
+TEST(Face, InsertsAndRemovesInEverySmallShape) {
+    const std::size_t largest = largest_exhaustive_size() - 4; // each tree is built anew
+    std::vector<FaceRecord> records(largest + 1);
+    for (std::size_t i = 0; i < largest; i++)
+        records[i].key = static_cast<std::int32_t>(2 * i + 1);
+    FaceRecord &added = records.back();
+    zoe::index<FaceRecord, &FaceRecord::key> index;
+    for (std::size_t nodes = 0; nodes <= largest; nodes++)
+        for (const model::ShapeP &shape : model::all_shapes(nodes)) {
+            model::Tree tree{{}, shape};
+            for (std::size_t i = 0; i < nodes; i++)
+                tree.order.push_back(&records[i]);
+            for (std::size_t place = 0; place <= 2 * nodes; place++) {
+                index.clear();
+                for (const std::size_t i : by_levels(shape))
+                    index.insert(records[i]);
+                ASSERT_TRUE(model::same(tree, tree.root()));
                 model::Tree expected = tree;
-                model::build(tree, &root.headptr);
-                const ZOEAVLp gone = tree.order[index];
-                ASSERT_EQ(cbi32.killer(&root, &records[index].key), gone);
-                expected.remove(index);
-                ASSERT_TRUE(model::same(expected, root.headptr)) << nodes << " nodes, " << index;
-                ASSERT_EQ(model::words_of(gone), (model::Words{0, 0}));
+                if (place % 2 == 0) {
+                    added.key = static_cast<std::int32_t>(place);
+                    ASSERT_TRUE(index.insert(added).second);
+                    expected.insert(place / 2, &added);
+                } else {
+                    ASSERT_EQ(index.extract(static_cast<std::int32_t>(place)), &records[place / 2]);
+                    expected.remove(place / 2);
+                }
+                ASSERT_TRUE(model::same(expected, expected.root())) << nodes << " nodes, " << place;
             }
         }
 }

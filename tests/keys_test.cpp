@@ -11,6 +11,9 @@
 
 #include "guarded.h"
 #include "model.h"
+#ifdef __x86_64__
+#    include "watched.h"
+#endif
 #include "zoeavl_host.h"
 #include "zoeavl_inspect.h"
 
@@ -410,5 +413,85 @@ TEST(Tables, AreAdjacentConstantAndShareNoFunction) {
 
     EXPECT_DEATH(const_cast<ZOEAVLOpTable &>(cbmdblp).adder = nullptr, "");
 }
+
+#ifdef __x86_64__
+/* A lock that has the tree's memory open while it is held, and closed otherwise. */
+struct OpeningLock : ZOLock {
+    explicit OpeningLock(Watched &memory_) : ZOLock{}, memory(memory_) {
+        Get = [](ZOLock *lock, std::uint32_t, std::uint32_t) -> std::uint32_t {
+            static_cast<OpeningLock *>(lock)->memory.open();
+            return 0;
+        };
+        Release = [](ZOLock *lock) -> std::uint32_t {
+            static_cast<OpeningLock *>(lock)->memory.close();
+            return 0;
+        };
+    }
+    Watched &memory;
+};
+
+TEST(Locking, NothingOfTheTreeIsTouchedOutsideTheLockButTheRootAsTold) {
+    struct Memory {
+        ZOEAVLTree tree;
+        Record records[9];
+    };
+    Watched watched(sizeof(Memory));
+    OpeningLock lock(watched);
+    auto *const memory = reinterpret_cast<Memory *>(watched.begin());
+    ZOEAVL_ROOT *const root = &memory->tree.root;
+    using Places = std::set<std::ptrdiff_t>;
+    const std::ptrdiff_t head = offsetof(ZOEAVLTree, root.headptr);
+    const std::ptrdiff_t keyoff = offsetof(ZOEAVLTree, root.keyoff);
+    const std::ptrdiff_t rw = offsetof(ZOEAVLTree, root.rw);
+    const ZOEAVLOpTable zero_length{nullptr,       nullptr,        nullptr,         nullptr,
+                                    ZOEAVLZeroAdd, ZOEAVLZeroFind, ZOEAVLZeroFuzzy, ZOEAVLZeroKill};
+    const ZOEAVLOpTable wrappers{nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 ZOEAVLGenericSafeAdder,
+                                 ZOEAVLGenericSafeFinder,
+                                 ZOEAVLGenericSafeFuzzier,
+                                 cbi32.safe_killer};
+    const auto drive = [&](const Type &type, const ZOEAVLOpTable &table, Places by_all,
+                           Places by_neighbours, Places by_killer) {
+        SCOPED_TRACE(type.name);
+        std::vector<Bytes> outside;
+        outside.reserve(std::size(memory->records));
+        *root = {nullptr, key_offsets[0], type.keylen, &lock};
+        memory->tree.optable = type.table;
+        for (Record &record : memory->records) { // keys in no order
+            outside.push_back(type.spell((outside.size() * 31 + 7) % ranks, 0));
+            const Bytes field = key_field(type, outside.back().data(), outside.back().size());
+            std::memcpy(reinterpret_cast<char *>(&record.node) + key_offsets[0], field.data(),
+                        field.size());
+        }
+        std::vector<Record> sought(std::begin(memory->records), std::end(memory->records));
+        watched.close();
+        for (const bool again : {false, true})
+            for (Record &record : memory->records) {
+                EXPECT_EQ(table.safe_adder(root, &record.node) != nullptr, true) << again;
+                EXPECT_EQ(watched.touched(), by_all);
+            }
+        for (const bool again : {false, true})
+            for (Record &record : sought) {
+                const char *const key = reinterpret_cast<char *>(&record.node) + key_offsets[0];
+                ZOEAVLp around[2];
+                const ZOEAVLp found = table.safe_finder(root, key);
+                EXPECT_EQ(watched.touched(), by_all);
+                EXPECT_EQ(table.safe_fuzzier(root, key, &around[0], &around[1]), found);
+                EXPECT_EQ(watched.touched(), by_neighbours);
+                EXPECT_EQ(table.safe_killer(root, key), found) << again;
+                EXPECT_EQ(watched.touched(), by_killer);
+            }
+        watched.open();
+        EXPECT_EQ(root->headptr, nullptr);
+    };
+    for (const Type &type : types())
+        drive(type, *type.table, {keyoff, rw}, {head, keyoff, rw}, {keyoff, rw});
+    drive(types()[0], zero_length, {rw}, {rw}, {rw});
+    drive(types()[4], wrappers, {rw}, {rw}, {keyoff, rw});
+}
+#endif
 
 } // namespace
