@@ -8,10 +8,13 @@ set -euo pipefail
 cc='gcc:gcc /usr/include/stdlib.h:libc6-dev'
 declare -A needs=(
     [build]="$cc g++:g++ cmake:cmake ninja:ninja-build"
-    [test]="make:make clang:clang clang-format:clang-format clang-tidy:clang-tidy pkg-config:pkg-config
+    [test]="make:make clang:clang /usr/share/doc/libclang-rt-dev:libclang-rt-dev
+            clang-format:clang-format clang-tidy:clang-tidy pkg-config:pkg-config
             /usr/include/gtest/gtest.h:libgtest-dev readelf:binutils
             setarch:util-linux shellcheck:shellcheck python3:python3 ccache:ccache gdb:gdb
-            dot:graphviz"
+            dot:graphviz /usr/include/c++/v1/vector:libc++-dev /usr/lib/llvm-14/lib/libc++abi.so:libc++abi-dev
+            aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user
+            /usr/src/googletest:googletest abidiff:abigail-tools gcovr:gcovr"
     [docs]="doxygen:doxygen"
     [pictures]="dot:graphviz"
     [package]="dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot lintian:lintian doxygen:doxygen"
