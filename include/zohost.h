@@ -5,7 +5,7 @@
  * its first argument. The library reads only the slots named here; the words named `reserved` are
  * the host's own. Where nothing else is said, the library ignores a slot's result.
  *
- * Valid as C11 and as C++17, for 64-bit x86 Linux. */
+ * Valid as C11 and as C++17, for 64-bit little-endian Linux. */
 #ifndef ZOHOST_H
 #define ZOHOST_H
 

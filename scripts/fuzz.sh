@@ -17,11 +17,14 @@ cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}" >build/fuzz/build.l
 fuzz() { # target, seconds
     local found=build/fuzz/found/$1
     mkdir -p "$found"
-    "build/fuzz/fuzz_$1" -runs=0 -artifact_prefix="$found-" "tests/fuzz/corpus/$1" >"$found.log" 2>&1 &&
-        { [ "$2" -eq 0 ] ||
-          "build/fuzz/fuzz_$1" -max_total_time="$2" -max_len=1024 -timeout=20 -artifact_prefix="$found-" \
-              "$found" "tests/fuzz/corpus/$1" >"$found.log" 2>&1; } ||
-        { tail -40 "$found.log"; echo "fuzz: $1 broke, see $found.log"; return 1; }
+    if ! { "build/fuzz/fuzz_$1" -runs=0 -artifact_prefix="$found-" "tests/fuzz/corpus/$1" &&
+           { [ "$2" -eq 0 ] ||
+             "build/fuzz/fuzz_$1" -max_total_time="$2" -max_len=1024 -len_control=0 -timeout=20 \
+                 -artifact_prefix="$found-" "$found" "tests/fuzz/corpus/$1"; }; } >"$found.log" 2>&1; then
+        tail -40 "$found.log"
+        echo "fuzz: $1 broke, see $found.log"
+        return 1
+    fi
     echo "fuzz: $1: $(tail -1 "$found.log")"
 }
 export -f fuzz
