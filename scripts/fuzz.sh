@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [[ ${1-} =~ ^[0-9]+$ ]] || { echo "fuzz: how many minutes? (scripts/fuzz.sh MINUTES)" >&2; exit 2; }
-scripts/setup.sh
+scripts/setup.sh test
 export CMAKE_GENERATOR=Ninja
 
 mapfile -t targets < <(cd tests/fuzz && ls -- *.cpp)
