@@ -28,7 +28,7 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SOURCES = ["extension/*.cpp", "support/*", "generation/*.cpp", "include/zoeavl/*",
            "include/zoeavl_order.h", "inspect/*.cpp", "host/*.cpp", "host/formatted.h"]
-SLOW = re.compile("embedding|reproducible|package|examples|fuzz|mutation")  # tests of other things
+SLOW = re.compile("embedding|reproducible|package|examples|cookbook|debugger|refusals|fuzz")  # tests of other things
 # Tests that never run what stands there; and a digest, which sees every change but not what it does.
 BLIND = {"*/engine.c": "Text.*:Engine.*:Keys.*", "generation/driver.cpp": "Engine.*:Keys.*",
          "support/*": "Engine.*:Keys.*:Generated.*", "host/*": "Engine.*:Walking.*:Keys.[!A]*",
