@@ -1,5 +1,7 @@
-/* One program a compiler: it measures all tables. Its arguments are for the benchmark library. */
+/* One program a compiler: it measures all tables or, with --growth as its first argument, how time
+ * grows with very many records. Everything else is for the benchmark library. */
 #include <cstdlib>
+#include <string_view>
 
 #include <benchmark/benchmark.h>
 
@@ -7,9 +9,16 @@
 
 int main(int argc, char **argv) {
     setenv("CC", C_COMPILER, 1); // for what is compiled at run time
-    offer_c_functions();
-    offer_face();
-    offer_threads();
+    if (argc > 1 && argv[1] == std::string_view("--growth")) {
+        argv[1] = argv[0];
+        argc--, argv++;
+        offer_growth();
+    } else {
+        offer_c_functions();
+        offer_face();
+        offer_many();
+        offer_threads();
+    }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;

@@ -14,11 +14,19 @@ using BesidePeers =
 template <class Key>
 using BesideAll = BesidePeers<Key, GlibTree<Key>, Tsearch<Key>>;
 
+const std::vector<std::size_t> sizes = {100, 1000, 100000};
+
 template <class Key>
-void offer_searches_and_changes() {
-    BesidePeers<Key>{.sizes = {100, 1000, 100000, 1000000}}
-        .template offer<FindPresent, FindAbsent, Neighbours>();
-    BesidePeers<Key>{.sizes = {100, 1000, 100000}}.template offer<Insert, Erase>();
+void offer_key() {
+    BesidePeers<Key>{.sizes = sizes}
+        .template offer<FindPresent, FindAbsent, Neighbours, Insert, Erase>();
+}
+
+template <class Key>
+void offer_long_key() {
+    BesidePeers<Key>{.sizes = {100, 1000, 10000, 100000, 1000000}}
+        .template offer<FindPresent, FindAbsent>();
+    BesidePeers<Key>{.sizes = sizes}.template offer<Neighbours, Insert, Erase>();
 }
 
 /* An order of the caller's own, known at build time and at run time. */
@@ -38,19 +46,21 @@ struct RunTime : CFunctions<Generated> {
 } // namespace
 
 void offer_c_functions() {
-    BesideAll<I64>{}.offer<FindPresent, FindAbsent, Neighbours, Insert, Erase, Walk, Scan>();
+    BesidePeers<I64>{}.offer<FindPresent, FindAbsent, Neighbours, Insert, Erase, Walk, Scan>();
     BesideIntrusive<I64, Extra::list>{}.offer<Flatten>();
-    BesideIntrusive<I64, Extra::other_key>{}.offer<Rekey>();
-    BesidePeers<WideI64>{}.offer<FindPresent, FindAbsent, Neighbours, Insert, Erase, Walk, Scan>();
-    BesideIntrusive<WideI64, Extra::list>{}.offer<Flatten>();
-    offer_searches_and_changes<I32>();
-    offer_searches_and_changes<F64>();
-    offer_searches_and_changes<MissingF64>();
-    offer_searches_and_changes<Char16>();
-    offer_searches_and_changes<Words>();
-    offer_searches_and_changes<IndirectI64>();
-    BesideAll<Generated>{.sizes = {100, 1000, 10000, 100000}}
+    BesideIntrusive<I64, Extra::other_key>{.sizes = sizes}.offer<Rekey>();
+    BesidePeers<WideI64>{.sizes = {1000, 100000, 1000000}}
+        .offer<FindPresent, FindAbsent, Neighbours, Walk, Scan>();
+    BesidePeers<WideI64>{.sizes = {1000, 100000}}.offer<Insert, Erase>();
+    BesideIntrusive<WideI64, Extra::list>{.sizes = {1000, 100000, 1000000}}.offer<Flatten>();
+    offer_key<I32>();
+    offer_key<F64>();
+    offer_key<MissingF64>();
+    offer_key<IndirectI64>();
+    offer_long_key<Char16>();
+    offer_long_key<Words>();
+    BesideAll<Generated>{.sizes = sizes}
         .offer<FindPresent, FindAbsent, Neighbours, Insert, Erase>();
-    Rows<Ordered, BuildTime, BuildTimeControl, RunTime>{.sizes = {100, 1000, 10000, 100000}}
+    Rows<Ordered, BuildTime, BuildTimeControl, RunTime>{.sizes = sizes}
         .offer<FindPresent, FindAbsent, Neighbours, Insert, Erase>();
 }

@@ -32,4 +32,5 @@ void offer_face() {
     offer_beside_peers<Pairs>();
     offer_beside_peers<Triples>();
     offer_beside_peers<Strings>();
+    offer_beside_peers<PrefixedStrings>();
 }

@@ -40,6 +40,16 @@ struct Indexed<Triples> {
     using Index = zoe::index<Node, &Node::first, &Node::second, &Node::third>;
     static const Triples::Value &values(const Triples::Value &key) { return key; }
 };
+template <>
+struct Indexed<PrefixedStrings> {
+    struct Node : zoe::node {
+        Node(Strings::Value key, std::size_t) : text(key) {}
+        std::string text;
+        std::uint64_t prefix = 0;
+    };
+    using Index = zoe::index<Node, zoe::prefixed<&Node::text, &Node::prefix>>;
+    static auto values(const Strings::Value &key) { return std::tie(key); }
+};
 
 template <class Key>
 class Face {
@@ -131,7 +141,9 @@ class FaceOfMany : public Face<Key> {
         index.for_each([&](const Node &record) { sum += read(record); });
         return sum;
     }
-    void cut(const Value &low, const Value &high) { index.extract_range(low, high); }
+    void cut(const Value &low, const Value &high) {
+        const auto gone = index.extract_range(low, high);
+    }
     void insert_other(std::size_t i) { other.insert(records[i]); }
     void merge() { index.merge(other); }
     void clear() { index = {}, other = {}; }
@@ -147,7 +159,7 @@ class FaceOfMany : public Face<Key> {
                                           boost::make_transform_iterator(order.end(), pick));
     }
     std::vector<Node *> found;
-    decltype(Face<Key>::index) other;
+    typename Indexed<Key>::Index other;
 };
 
 #endif

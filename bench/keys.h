@@ -184,6 +184,12 @@ template <>
 struct StoredAs<Strings> {
     using Type = std::string;
 };
+/* Our records keep the first eight bytes beside the string. */
+struct PrefixedStrings : Strings {
+    static constexpr const char *name = "prefixed strings";
+};
+template <>
+struct StoredAs<PrefixedStrings> : StoredAs<Strings> {};
 
 /* Several keys, in their order; what comes first is equal in runs of eight. */
 struct Pairs {

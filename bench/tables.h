@@ -4,6 +4,8 @@
 
 void offer_c_functions();
 void offer_face();
+void offer_many();
 void offer_threads();
+void offer_growth();
 
 #endif

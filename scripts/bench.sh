@@ -2,6 +2,7 @@
 # Measures zoeavl beside its peers, all built by g++ and all built by clang++, and prints one report.
 #
 #     scripts/bench.sh                            everything; the report goes to docs/benchmark.{md,svg}
+#     scripts/bench.sh --growth                   1 to 64 million records; to docs/growth.{md,svg}
 #     scripts/bench.sh --benchmark_filter=REGEX   some rows (arguments go to the benchmark); writes nothing
 #
 # ZOEAVL_BENCH_ROUNDS sets how many rounds.
@@ -28,6 +29,7 @@ done
 documents=
 case "$*" in
     "") documents=$source/docs/benchmark ;;
+    --growth) documents=$source/docs/growth ;;
 esac
 
 # Row by row, so that what one compiler built is measured right after what the other built.
@@ -45,6 +47,8 @@ run() { # argument...
     if [ -t 2 ]; then printf '\r\033[K' >&2; fi
 }
 run "$@"
+# Once more with memory in huge pages, for all contestants alike.
+[ "${1:-}" != --growth ] || GLIBC_TUNABLES=glibc.malloc.hugetlb=1 run "$@"
 
 if [ -n "$documents" ]; then
     "$build/g++/zoeavl_bench_report" --documents="$documents" "$work"/*.tsv

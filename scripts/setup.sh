@@ -20,7 +20,7 @@ declare -A needs=(
     [package]="dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot lintian:lintian doxygen:doxygen"
     [bench]="/usr/include/benchmark/benchmark.h:libbenchmark-dev /usr/include/boost/version.hpp:libboost-dev
              /usr/include/absl/base/config.h:libabsl-dev /usr/include/glib-2.0/glib.h:libglib2.0-dev
-             pkg-config:pkg-config"
+             pkg-config:pkg-config clang++:clang"
 )
 
 list=false
