@@ -80,7 +80,7 @@ expect "orders of the build" "by length: b ANT ant Kelp kelp abalone case-blind:
     "$("$build/word_orders" Kelp ant b kelp abalone b ANT | xargs)"
 printf '#define ZOEAVL_COMP(a,b,n,p,f) \\\n  if ((a)->nothing) goto p; else goto f;\n' >"$work/order.h"
 words --order "$work/order.h" "$work/text" >"$work/refusal" || true
-expect "a mistake's file and line" 1 "$(grep -c "^$work/order.h:2:.*error" "$work/refusal" | head -c 1)"
+expect "a mistake's file and line" 1 "$(grep -m 1 -c "^$work/order.h:2:.*error" "$work/refusal")"
 expect "loaded at run time" "requires kernel 9.1 events at 10 20 30 40" \
     "$("$build/load_at_run_time" "$build/libzoeavl.so.2" | xargs)"
 expect "nothing to load" "load_at_run_time: /nonexistent" "$("$build/load_at_run_time" /nonexistent 2>&1 | cut -d: -f1,2)"

@@ -367,6 +367,11 @@ TEST(CompileService, TakesTextAndLayoutsExactlyAndSaysWhereAMistakeIs) {
     EXPECT_NE(words.find(R"(order.h:8:)"), std::string::npos) << words;
     EXPECT_NE(words.find("<text>:1:"), std::string::npos) << words;
     codegen->Destroy(codegen);
+
+    const std::string before = std::filesystem::temp_directory_path();
+    setenv("TMPDIR", "/nonexistent", 1);
+    EXPECT_EQ(compiled("int fine;"), nullptr) << "nowhere to compile";
+    setenv("TMPDIR", before.c_str(), 1);
 }
 
 struct Record {
