@@ -44,10 +44,10 @@ struct Record {
 class Desk {
   public:
     Desk() {
-        recording.pool.Free = [](ZOPool *, void *block) { std::memset(block, 0xDD, 16); };
+        recording.pool.Free = [](ZOPool *, void *block) { std::memset(block, 0xDD, 4); };
         recording.pool.Destroy = [](ZOPool *pool) {
             for (void *block : static_cast<Recorded<ZOPool> *>(pool)->owner->live)
-                std::memset(block, 0xDD, 16);
+                std::memset(block, 0xDD, 4);
         };
         zoextent(&recording.host);
         factory = zoeavl(nullptr, nullptr);
