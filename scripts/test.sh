@@ -99,4 +99,4 @@ for step in "${steps[@]}"; do
     "$name"
     echo "== $name: passed after $((SECONDS - started)) s ($((SECONDS / 60)) min in all)"
 done
-echo "all tests passed"
+echo "test: all of it passed"
