@@ -1,6 +1,6 @@
 # Shows Doxygen the comments of a public header as documentation: the first as the file's, one above declarations
 # as that of all of them up to the next blank line or comment, one behind a member as the member's. What stands in a
-# namespace detail is hidden, but for what a comment that opens with two asterisks presents.
+# namespace detail or scaling is hidden, but for what a comment that opens with two asterisks presents.
 
 function depth_of(line) {
     gsub(/'[{}]'/, "", line)
@@ -89,7 +89,7 @@ FNR == 1 && /^\/\* / {
 
 # ---- Everything else
 
-/^namespace (ZOEAVL_FACE_NAMESPACE::)?detail \{/ { print; in_detail = 1; hide(); next }
-/^\} \/\/ namespace .*detail/ { if (hidden) show(); in_detail = 0; print; next }
+/^namespace (ZOEAVL_FACE_NAMESPACE::)?(detail|scaling) \{/ { print; in_detail = 1; hide(); next }
+/^\} \/\/ namespace .*(detail|scaling)$/ { if (hidden) show(); in_detail = 0; print; next }
 /^\} \/\/ namespace ZOEAVL_FACE_NAMESPACE$/ { print; hide(); next } # specializations of the standard's templates
 { print member($0) }

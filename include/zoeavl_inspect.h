@@ -29,6 +29,7 @@
 extern "C" {
 #endif
 
+/* What the library exports. */
 #define ZOEAVL_INSPECT_API __attribute__((visibility("default")))
 
 /* What every function gives that couldn't be carried through. */
@@ -76,8 +77,9 @@ ZOEAVL_INSPECT_API int64_t zoeavl_explain(const ZOEAVLParms *parms, FILE *report
 /* ---- Statistics -------------------------------------------------------------------------------
  */
 
+/* What zoeavl_statistics tells of a tree. */
 typedef struct ZOEAVLStatistics {
-    uint64_t records;
+    uint64_t records;         /* how many were reached */
     uint32_t height;          /* levels; 0 for an empty tree */
     uint32_t least_height;    /* of any tree with that many records */
     double average_depth;     /* records that a look-up of a random record compares with */

@@ -27,9 +27,11 @@ struct inspection {
 /* What a check found: a line for each fault. */
 class check_report {
   public:
+    /* For check alone: the lines, and how many faults they tell of. */
     check_report(std::string lines_, std::size_t faults_)
         : lines(std::move(lines_)), faults(faults_) {}
-    /* True if all is sound. */
+
+    /* True if all is sound; the number of faults; the lines, which streaming writes as well. */
     [[nodiscard]] bool empty() const noexcept { return faults == 0; }
     [[nodiscard]] std::size_t size() const noexcept { return faults; }
     [[nodiscard]] const std::string &text() const noexcept { return lines; }
