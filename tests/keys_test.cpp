@@ -44,7 +44,7 @@ Bytes wide(std::size_t rank, unsigned) {
     return bytes_of(units[rank / 25]) + bytes_of(units[rank / 5 % 5]) + bytes_of(units[rank % 5]);
 }
 
-/* Strings of up to four of three units in lexicographic order, the empty one first. */
+/* Strings of up to five of three units in lexicographic order, the empty one first. */
 template <class Unit>
 Spell strings_over(std::array<Unit, 3> units) {
     std::vector<Bytes> all;
@@ -54,7 +54,7 @@ Spell strings_over(std::array<Unit, 3> units) {
             for (const Unit unit : units)
                 extend(prefix + bytes_of(unit), more - 1);
     };
-    extend({}, 4);
+    extend({}, 5);
     return [all](std::size_t rank, unsigned) { return all.at(rank); };
 }
 

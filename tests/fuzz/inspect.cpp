@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     static void *const closed = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     FuzzedDataProvider bytes(data, size);
     std::vector<Record> records(bytes.ConsumeIntegralInRange<std::size_t>(0, 20));
-    ZOEAVLTree tree{{'n', 'e', 'v', 'o'}};
+    ZOEAVLTree tree{};
+    std::memcpy(tree.tag, "nevo", sizeof tree.tag);
     tree.root = {nullptr, offsetof(Record, key), 1, nullptr};
     tree.optable = &cbi64;
     std::memcpy(&tree.adder, &cbi64, 32);

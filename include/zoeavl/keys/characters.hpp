@@ -46,8 +46,8 @@ static_assert(sizeof(wchar_t) == sizeof(zochar));
     static_assert(std::endian::native == std::endian::little);
     const std::size_t counted = length < 8 ? length : 8;
     const std::uint32_t high = __builtin_bswap32(read<std::uint32_t>(bytes));
-    const std::uint32_t low = __builtin_bswap32(read<std::uint32_t>(bytes + counted - 4));
-    return std::uint64_t{high} << 32 | low << (8 * (8 - counted));
+    const std::uint64_t low = __builtin_bswap32(read<std::uint32_t>(bytes + counted - 4));
+    return std::uint64_t{high} << 32 | static_cast<std::uint32_t>(low << (8 * (8 - counted)));
 }
 
 template <class String>
