@@ -248,7 +248,7 @@ class Index {
         int status = -1;
         if (std::ofstream(file, std::ios::app).good()) {
             const ZOEAVLDrawing drawing{put_label, nullptr, levels_drawn, nullptr};
-            setenv("WORD_INDEX_PICTURE", file.c_str(), 1);
+            setenv("WORD_INDEX_PICTURE", file.c_str(), 1); // NOLINT: no other thread is left
             FILE *const dot = popen("dot -Tsvg -o \"$WORD_INDEX_PICTURE\"", "w");
             if (dot != nullptr) {
                 zoeavl_draw(tree, nullptr, &drawing, dot);

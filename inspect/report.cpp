@@ -14,7 +14,7 @@ void put(std::FILE *out, Sight sight) {
 void put_line(std::FILE *out, const char *format, va_list arguments) {
     if (out == nullptr)
         return;
-    std::vfprintf(out, format, arguments);
+    std::vfprintf(out, format, arguments); // NOLINT: the callers have started the list
     std::fputc('\n', out);
 }
 

@@ -255,7 +255,7 @@ TEST(Parameters, AreExplained) {
 }
 
 TEST(Check, SeesEveryBitOfEveryLink) {
-    Record records[9];
+    Record records[9]{};
     for (std::size_t nodes = 1; nodes <= std::size(records); nodes++)
         for (const model::ShapeP &shape : model::all_shapes(nodes)) {
             model::Tree tree{{}, shape};
