@@ -424,4 +424,26 @@ TEST(Many, BatchesDoWhatSingleOperationsDo) {
         300, 300, [](std::size_t rank) { return static_cast<std::int32_t>(rank); });
 }
 
+TEST(Many, AppendersLinkAsInsertionDoesBehindEverySmallShape) {
+    for (std::size_t count = 0; count <= 12; count++)
+        for (const model::ShapeP &shape : model::all_shapes(count)) {
+            std::vector<Item> items(count + 20);
+            model::Tree tree{{}, shape};
+            for (std::size_t i = 0; i < items.size(); i++) {
+                items[i].key = static_cast<std::int64_t>(i);
+                if (i < count)
+                    tree.order.push_back(&items[i]);
+            }
+            ZOEAVLp head = nullptr;
+            model::build(tree, &head);
+            zoe::detail::tree_operations<zoe::detail::base_hook<Item>, &Item::key> index(&head);
+            auto appender = index.appender();
+            for (std::size_t i = count; i < items.size(); i++) {
+                ASSERT_TRUE(appender.insert(items[i]).second);
+                tree.insert(i, &items[i]);
+                ASSERT_TRUE(model::same(tree, head)) << count << ' ' << i;
+            }
+        }
+}
+
 } // namespace

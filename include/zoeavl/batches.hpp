@@ -268,7 +268,8 @@ class batches : public operations<Derived, Hook, keys...> {
             *end++ = engine::Step(node, engine::right);
             /* Where the growth ended, a rotation may have led the path past a node. */
             engine::Step *const next = path + behind;
-            if (behind != 0 && engine::node_at(*next[-1].link()) != next->node())
+            if (behind != 0 &&
+                engine::strip_balance(*next[-1].link()) != engine::word_of(next->node()))
                 end = std::copy(next, end, next - 1);
             index.derived().counted(1);
             return {index.at(node), true};

@@ -492,9 +492,11 @@ class operations {
     const engine::Step *path_ahead_of(ZOEAVLp node, engine::Step *path) const {
         engine::Step *end = path;
         if (node == nullptr) {
-            for (std::uintptr_t next = engine::word_of(head()); !engine::is_thread(next);
-                 next = end[-1].link()[0])
-                *end++ = engine::Step(engine::node_at(next), engine::right);
+            for (node = head(); node != nullptr;) {
+                *end++ = engine::Step(node, engine::right);
+                const std::uintptr_t next = *end[-1].link();
+                node = engine::is_thread(next) ? nullptr : engine::node_at(next);
+            }
             return end;
         }
         const auto values = ordering::values_of(*Hook::record_of(node));
