@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs all tests, or the steps named.
-#   test.sh [STEP]...
+# Sets up, builds and runs the tests: the usual steps, the steps named, or --all of them.
+#   test.sh [--all | STEP]...
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,16 +10,18 @@ steps=(
     "clang    all tests, built by clang++"
     "asan     all tests under the address and undefined-behaviour sanitizers"
     "tsan     the concurrent tests under the thread sanitizer"
+    "format   clang-format"
+    "lint     clang-tidy and shellcheck"
+    "docs     the API reference, and the paths that pages name"
+)
+further_steps=(
+    "fuzz     the fuzz targets: their corpus, then a minute"
     "mutants  that the tests see most of a sample of broken sources"
     "debug    all tests without optimisation, and the baseline of the binary interface"
     "native   all tests with -O3, -march=native and link-time optimisation"
     "libcxx   the fuzz targets of the library and the face with libc++, on their corpus"
     "aarch64  the tests on 64-bit ARM, emulated"
     "coverage what the tests leave out, line by line in build/coverage/coverage.txt"
-    "fuzz     the fuzz targets: their corpus, then a minute"
-    "format   clang-format"
-    "lint     clang-tidy and shellcheck"
-    "docs     the API reference, and the paths that pages name"
 )
 
 release() { build release all && ctest --preset release; }
@@ -83,12 +85,18 @@ build() { # preset, target...
         }' || { sed -n '/^FAILED/,$p' "build/$1/build.log" >&2; return 1; }
 }
 
+known=("${steps[@]}" "${further_steps[@]}")
+if [ "${1:-}" = --all ]; then
+    steps=("${known[@]}")
+    shift
+fi
 wanted=("$@")
 for name in "${wanted[@]}"; do
-    printf '%s\n' "${steps[@]}" | grep -q "^$name " ||
-        { echo "test: no such step: $name (there are: $(printf '%s\n' "${steps[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
+    printf '%s\n' "${known[@]}" | grep -q "^$name " ||
+        { echo "test: no such step: $name (there are: $(printf '%s\n' "${known[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
 done
-echo "test: all steps take about 30 minutes on two cores, and 1 GB under build/"
+[ ${#wanted[@]} -eq 0 ] || steps=("${known[@]}")
+echo "test: the usual steps take about 20 minutes on two cores, --all of them an hour; 1 GB under build/"
 scripts/setup.sh test package docs
 export CMAKE_GENERATOR=Ninja
 for step in "${steps[@]}"; do

@@ -7,13 +7,14 @@
 
 #include "access.hpp"
 #include "index.hpp"
+#include "scaling_mutex.hpp"
 
 namespace ZOEAVL_FACE_NAMESPACE {
 
 /* An index with a mutex of the standard's requirements: read() takes it shared where it can be, and
  * write() for its own. Records are the caller's: who removes one still waits for readers who hold
  * it from an earlier look-up. */
-template <class Index, class Mutex = std::shared_mutex>
+template <class Index, class Mutex = scaling_mutex>
 class guarded {
     template <class Any>
     static constexpr bool can_be_shared = requires(Any &any) {
