@@ -12,11 +12,11 @@ ZOEAVLp ZOEAVLLast(const ZOEAVL_ROOT *root) {
 }
 
 ZOEAVLp ZOEAVLNext(ZOEAVLp node) {
-    return node == nullptr ? nullptr : neighbour(node, right);
+    return node == nullptr ? nullptr : next_along(node, right);
 }
 
 ZOEAVLp ZOEAVLPrev(ZOEAVLp node) {
-    return node == nullptr ? nullptr : neighbour(node, left);
+    return node == nullptr ? nullptr : next_along(node, left);
 }
 
 ZOEAVLp ZOEAVLSTFirst(ZOEAVLTree *, const ZOEAVLp *rootp) {

@@ -256,7 +256,7 @@ TEST(Walking, MasksEveryTagThatAWordMayCarry) {
 }
 
 TEST(Lists, HoldAllRecordsInOrderWithoutTags) {
-    for (const std::size_t count : {0U, 1U, 2U, 3U, 100U})
+    for (const std::size_t count : {0U, 1U, 2U, 3U, 100U, 5000U})
         for (const bool with_tail : {true, false}) {
             std::vector<Record> records = records_with_odd_keys(count);
             ZOEAVLTree tree{};

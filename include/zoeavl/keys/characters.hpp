@@ -10,10 +10,28 @@
 
 namespace zoe::inline v2::engine {
 
+static_assert(std::endian::native == std::endian::little);
+
+/* A kind of characters gives `compare` for any number of them, and integers that order as the first
+ * characters do: `first` of `first_units`, and `prefix_of` `prefix_units` or more. */
 struct ByteString {
     using Unit = unsigned char;
     [[gnu::always_inline]] static int compare(const void *a, const void *b, std::size_t length) {
         return std::memcmp(a, b, length);
+    }
+
+    static constexpr std::ptrdiff_t first_units = 8;
+    [[gnu::always_inline]] static std::uint64_t first(const void *chars) {
+        return __builtin_bswap64(read<std::uint64_t>(chars));
+    }
+    /* Eight bytes, or four to seven with zeros behind them, some of which are read twice then. */
+    static constexpr std::size_t prefix_units = 4;
+    [[gnu::always_inline]] static std::uint64_t prefix_of(const void *chars, std::size_t length) {
+        const std::size_t counted = length < 8 ? length : 8;
+        const char *const low_half = static_cast<const char *>(chars) + counted - 4;
+        const std::uint32_t high = __builtin_bswap32(read<std::uint32_t>(chars));
+        const std::uint64_t low = __builtin_bswap32(read<std::uint32_t>(low_half));
+        return std::uint64_t{high} << 32 | static_cast<std::uint32_t>(low << (8 * (8 - counted)));
     }
 };
 
@@ -24,6 +42,16 @@ struct WideString {
             return std::wmemcmp(static_cast<const wchar_t *>(a), static_cast<const wchar_t *>(b),
                                 length);
         return first_difference(a, b, length);
+    }
+
+    /* The second of two characters is biased, since only the first keeps its sign. */
+    static constexpr std::ptrdiff_t first_units = 2;
+    [[gnu::always_inline]] static std::int64_t first(const void *chars) {
+        return static_cast<std::int64_t>(std::rotl(read<std::uint64_t>(chars), 32) ^ 0x80000000U);
+    }
+    static constexpr std::size_t prefix_units = 2;
+    [[gnu::always_inline]] static std::int64_t prefix_of(const void *chars, std::size_t) {
+        return first(chars);
     }
 
   private:
@@ -39,16 +67,6 @@ struct WideString {
     }
 };
 static_assert(sizeof(wchar_t) == sizeof(zochar));
-
-/* The first eight of `length` bytes as a number that orders as they do, filled up with zeros; there
- * are at least four. The last four that count may be read twice over. */
-[[gnu::always_inline]] inline std::uint64_t prefix_of(const char *bytes, std::size_t length) {
-    static_assert(std::endian::native == std::endian::little);
-    const std::size_t counted = length < 8 ? length : 8;
-    const std::uint32_t high = __builtin_bswap32(read<std::uint32_t>(bytes));
-    const std::uint64_t low = __builtin_bswap32(read<std::uint32_t>(bytes + counted - 4));
-    return std::uint64_t{high} << 32 | static_cast<std::uint32_t>(low << (8 * (8 - counted)));
-}
 
 template <class String>
 struct FixedCharacters {
@@ -68,14 +86,13 @@ struct FixedCharacters {
                      0);
     }
 
-    /* Eight bytes decide unless they are equal, or the key is shorter. */
+    /* The first characters decide unless they are equal, or too few. */
     static constexpr bool has_ties = true;
-    [[gnu::always_inline]] static Integers<std::uint64_t>
-    integers_of(const Sought &sought, const void *key) requires std::same_as<String, ByteString> {
-        if (sought.length < 8)
-            return {0, 0};
-        return {__builtin_bswap64(read<std::uint64_t>(read_anew(sought.chars))),
-                __builtin_bswap64(read<std::uint64_t>(key))};
+    [[gnu::always_inline]] static auto integers_of(const Sought &sought, const void *key) {
+        using Both = Integers<decltype(String::first(key))>;
+        if (sought.length < String::first_units)
+            return Both{0, 0};
+        return Both{String::first(read_anew(sought.chars)), String::first(key)};
     }
     [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
         return compare(sought, key);

@@ -16,15 +16,25 @@ struct SoughtDouble {
 
     explicit SoughtDouble(std::int64_t bits_)
         : bits(bits_), flip(bits < 0 ? all_but_sign : 0),
-          significant((bits & all_but_sign) == 0 ? all_but_sign : -1) {}
+          significant((bits & all_but_sign) == 0 ? all_but_sign : -1),
+          comparable(significant != -1 || is_nan(bits) ? -1 : infinity) {}
     [[nodiscard]] bool equals(std::int64_t other) const {
         return ((bits ^ other) & significant) == 0;
     }
     [[nodiscard]] bool is_above(std::int64_t other) const { return (other ^ flip) < (bits ^ flip); }
 
+    /* Integers that order as the numbers do; equal ones where zeros and what is no number need a
+     * closer look. */
+    [[nodiscard]] Integers<std::int64_t> integers_with(std::int64_t other) const {
+        if (__builtin_expect((other & all_but_sign) > comparable, 0))
+            return {0, 0};
+        return {bits ^ flip, other ^ flip};
+    }
+
     std::int64_t bits;
     std::int64_t flip;
     std::int64_t significant; /* the sign of a zero isn't */
+    std::int64_t comparable;  /* the greatest magnitude that bits alone compare with */
 };
 
 /* A NaN compares equal to everything: neither test, above nor below, holds. */
@@ -68,6 +78,15 @@ struct MissingDouble {
         if (__builtin_expect(SoughtDouble::is_nan(bits), 0))
             return order(sought.rank, missing_code(bits));
         return {sought.value.equals(bits), sought.value.is_above(bits)};
+    }
+
+    static constexpr bool has_ties = true;
+    [[gnu::always_inline]] static Integers<std::int64_t> integers_of(const Sought &sought,
+                                                                     const void *key) {
+        return sought.value.integers_with(read<std::int64_t>(key));
+    }
+    [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
+        return compare(sought, key);
     }
 
     /* The code is the negation of byte 5 of the stored value, if there is such a code. */

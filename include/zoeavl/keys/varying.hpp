@@ -31,24 +31,23 @@ struct VaryingCharacters {
         return order(sought.length, length);
     }
 
-    /* Eight bytes decide, of shorter keys with zeros behind them, unless they are equal or one key
-     * is very short. */
+    /* The first characters decide unless they are equal, or too few of either key. */
     static constexpr bool has_ties = true;
-    [[gnu::always_inline]] static Integers<std::uint64_t>
-    integers_of(const Sought &sought, const void *key) requires std::same_as<String, ByteString> {
+    [[gnu::always_inline]] static auto integers_of(const Sought &sought, const void *key) {
+        using Both = Integers<decltype(String::prefix_of(key, 0))>;
         const std::uint32_t length = length_of(key);
-        if (sought.length < 4 || length < 4)
-            return {0, 0};
-        return {prefix_of(chars_of(read_anew(sought.record)), sought.length),
-                prefix_of(chars_of(key), length)};
+        if (sought.length < String::prefix_units || length < String::prefix_units)
+            return Both{0, 0};
+        return Both{String::prefix_of(chars_of(read_anew(sought.record)), sought.length),
+                    String::prefix_of(chars_of(key), length)};
     }
     [[gnu::always_inline]] static Outcome tie(const Sought &sought, const void *key) {
         return compare(sought, key);
     }
 
   private:
-    static const char *chars_of(const void *record) {
-        return read<const char *>(static_cast<const char *>(record) +
+    static const void *chars_of(const void *record) {
+        return read<const void *>(static_cast<const char *>(record) +
                                   offsetof(ZOEAVLVaryingKey, chars));
     }
     static std::uint32_t length_of(const void *record) {
