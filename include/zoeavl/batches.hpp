@@ -364,7 +364,10 @@ class batches : public operations<Derived, Hook, keys...> {
                 engine::descend_in_groups(
                     this->head(),
                     count, [&](std::size_t i) -> const auto & { return group[i]->search; },
-                    [](std::size_t, ZOEAVLp) {});
+                    /* A descent whose end nobody asks for isn't made at all. */
+                    [](std::size_t, ZOEAVLp end) {
+                        asm volatile("" : : "r"(end));
+                    });
     }
 
     template <class Record, class Values, class Out>
