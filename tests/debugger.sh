@@ -12,10 +12,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 look() { # what gdb is told ahead of the questions
     gdb -q -nx -batch -iex "add-auto-load-safe-path $folder" -iex "set debuginfod enabled off" "$@" \
-        -ex "frame function main" -ex 'p *by_people' -ex 'p index' -ex 'zoeavl walk by_name' \
+        -ex "frame function main" -ex 'echo answers\n' -ex 'p *by_people' -ex 'p index' -ex 'zoeavl walk by_name' \
         -ex 'zoeavl walk by_name from "C"' -ex 'zoeavl walk *by_people as City from 50000' \
         -ex 'zoeavl check wrong' -ex 'zoeavl check by_name' -ex 'zoeavl node &cities[1]' 2>&1 |
-        sed -n '/std::raise/,$p' | sed -E '1d; s/0x[0-9a-f]+/ADDRESS/g; s/^\$[0-9]+ = //'
+        sed -n '/^answers$/,$p' | sed -E '1d; s/0x[0-9a-f]+/ADDRESS/g; s/^\$[0-9]+ = //'
 }
 expected="zoeavl tree (cbi64, key at 32, length 1, no lock), 3 records = {ADDRESS = record key 47000, \
 ADDRESS = record key 291189, ADDRESS = record key 717710}

@@ -357,6 +357,11 @@ TEST(Check, SaysThatMemoryRanOut) {
     const auto check_with_little = [&] {
         rlimit limit{16 << 20, 16 << 20};
         setrlimit(RLIMIT_AS, &limit);
+        for (std::size_t size = 1 << 20; size >= 64; size /= 2) // what was freed before is taken
+            for (void *block = &size; block != nullptr;) {
+                block = std::malloc(size);
+                asm volatile("" : "+r"(block));
+            }
         std::exit(zoeavl_check(desk.tree, ZOEAVL_CHECK_ORDER, stderr) == ZOEAVL_INSPECT_FAILED ? 3
                                                                                                : 4);
     };
