@@ -15,6 +15,33 @@
 #include "index.hpp"
 
 namespace ZOEAVL_FACE_NAMESPACE {
+
+/* The four operations over a key policy of the core (zoeavl/keys/), plain and locked: a table for
+ * key type 0, whose `keyoff` is where the policy's key stands. */
+template <class Policy>
+struct operation_table {
+    template <class Lock>
+    static ZOEAVLp adder(ZOEAVLRootp root, ZOEAVLp node) {
+        return engine::insert<Policy, Lock>(root, node);
+    }
+    template <class Lock>
+    static ZOEAVLp finder(ZOEAVLRootp root, const void *key) {
+        return engine::find<Policy, Lock>(root, key);
+    }
+    template <class Lock>
+    static ZOEAVLp fuzzier(ZOEAVLRootp root, const void *key, ZOEAVLp *previous, ZOEAVLp *next) {
+        return engine::find_with_neighbours<Policy, Lock>(root, key, previous, next);
+    }
+    template <class Lock>
+    static ZOEAVLp killer(ZOEAVLRootp root, const void *key) {
+        return engine::remove<Policy, Lock>(root, key);
+    }
+    static constexpr ZOEAVLOpTable table{adder<engine::NoHold>,   finder<engine::NoHold>,
+                                         fuzzier<engine::NoHold>, killer<engine::NoHold>,
+                                         adder<engine::Hold>,     finder<engine::Hold>,
+                                         fuzzier<engine::Hold>,   killer<engine::Hold>};
+};
+
 namespace detail {
 
 /* ---- What a tree object must be like ------------------------------------------------------------
@@ -52,31 +79,6 @@ struct field_policy {
         else
             return -Hook::node_offset();
     }
-};
-
-/* The four operations with that policy, plain and locked, as key type 0 takes them. */
-template <class Policy>
-struct operation_table {
-    template <class Lock>
-    static ZOEAVLp adder(ZOEAVLRootp root, ZOEAVLp node) {
-        return engine::insert<Policy, Lock>(root, node);
-    }
-    template <class Lock>
-    static ZOEAVLp finder(ZOEAVLRootp root, const void *key) {
-        return engine::find<Policy, Lock>(root, key);
-    }
-    template <class Lock>
-    static ZOEAVLp fuzzier(ZOEAVLRootp root, const void *key, ZOEAVLp *previous, ZOEAVLp *next) {
-        return engine::find_with_neighbours<Policy, Lock>(root, key, previous, next);
-    }
-    template <class Lock>
-    static ZOEAVLp killer(ZOEAVLRootp root, const void *key) {
-        return engine::remove<Policy, Lock>(root, key);
-    }
-    static constexpr ZOEAVLOpTable table{adder<engine::NoHold>,   finder<engine::NoHold>,
-                                         fuzzier<engine::NoHold>, killer<engine::NoHold>,
-                                         adder<engine::Hold>,     finder<engine::Hold>,
-                                         fuzzier<engine::Hold>,   killer<engine::Hold>};
 };
 
 /* The tables of the library by key-type code, with the names that a refusal tells. */
@@ -171,6 +173,7 @@ class tree_operations : public batches<tree_operations<Hook, keys...>, Hook, key
   public:
     explicit tree_operations(ZOEAVLp *word_) noexcept : word(word_) {}
     tree_operations(const tree_operations &other) noexcept : tree_operations(other.word) {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it is one word
     tree_operations &operator=(const tree_operations &other) noexcept {
         word = other.word;
         return *this;
