@@ -64,12 +64,12 @@ TEST_P(BothHosts, PoolsGiveAlignedBlocksThatKeepTheirContents) {
             ASSERT_NE(block, nullptr);
             ASSERT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0U);
             ASSERT_TRUE(flags == 0 || skMemNot(0, block, size) == 1);
-            skMemSet(block, static_cast<std::int32_t>(size), size);
+            skMemSet(block, static_cast<std::uint32_t>(size), size);
             blocks.emplace_back(block, size);
             if (blocks.size() == 16) {
                 std::swap(blocks[random() % 16], blocks.back());
                 const auto [old, length] = blocks.back();
-                ASSERT_EQ(skMemNot(static_cast<std::int32_t>(length & 0xFF), old, length), 1U);
+                ASSERT_EQ(skMemNot(static_cast<std::uint32_t>(length & 0xFF), old, length), 1U);
                 blocks.pop_back();
                 pool->Free(pool, old);
             }
