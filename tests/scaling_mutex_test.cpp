@@ -52,7 +52,7 @@ std::uint64_t step(Work work, bool own = false) {
     if (played == answers.size()) {
         if (stepped && !own)
             throw NextStep{};
-        answers.push_back(work());
+        answers.push_back(static_cast<std::uint64_t>(work()));
         stepped = stepped || !own;
     }
     return answers[played++];

@@ -19,7 +19,7 @@ namespace ZOEAVL_FACE_NAMESPACE {
 /* The four operations over a key policy of the core (zoeavl/keys/), plain and locked: a table for
  * key type 0, whose `keyoff` is where the policy's key stands. */
 template <class Policy>
-struct operation_table {
+class operation_table {
     template <class Lock>
     static ZOEAVLp adder(ZOEAVLRootp root, ZOEAVLp node) {
         return engine::insert<Policy, Lock>(root, node);
@@ -36,6 +36,9 @@ struct operation_table {
     static ZOEAVLp killer(ZOEAVLRootp root, const void *key) {
         return engine::remove<Policy, Lock>(root, key);
     }
+
+  public:
+    /* The table. Constant; it lasts as long as the code that instantiated it. */
     static constexpr ZOEAVLOpTable table{adder<engine::NoHold>,   finder<engine::NoHold>,
                                          fuzzier<engine::NoHold>, killer<engine::NoHold>,
                                          adder<engine::Hold>,     finder<engine::Hold>,
