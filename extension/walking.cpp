@@ -31,7 +31,7 @@ ZOEAVLp ZOEAVLSTToList(ZOEAVLTree *, ZOEAVLp *rootp, ZOEAVLp *tailp) {
     ZOEAVLp unwanted = nullptr;
     if (tailp == nullptr)
         tailp = &unwanted;
-    return flatten(*rootp, tailp);
+    return flatten(*rootp, reinterpret_cast<Word *>(tailp));
 }
 
 ZOEAVLp ZOEAVLToList(ZOEAVLTree *tree, ZOEAVLp *tailp) {

@@ -299,7 +299,7 @@ TEST(Lists, NullIsStoredAtTheTailAheadOfTheDescent) {
         cbi32.adder(&root, &record.node);
     ZOEAVLNODE &top = records[1].node;
     EXPECT_EQ(ZOEAVLSTToList(nullptr, &root.headptr, &top.llink), &top);
-    EXPECT_EQ(top.llink, &records[2].node);
+    EXPECT_EQ(model::words_of(&top).first, model::word(&records[2].node));
 }
 
 /* Both forms of a turn, with one word to select and with two, on every pair of boundary values. */

@@ -124,7 +124,7 @@ class LookAhead {
 };
 
 template <class Visit>
-[[gnu::always_inline]] inline ZOEAVLp flatten_seen(ZOEAVLp head, ZOEAVLp *tail, Visit visit) {
+[[gnu::always_inline]] inline ZOEAVLp flatten_seen(ZOEAVLp head, Word *tail, Visit visit) {
     const ZOEAVLp first = outermost(head, left);
     ZOEAVLp previous = nullptr;
     for (ZOEAVLp current = first; current != nullptr;) {
@@ -132,7 +132,7 @@ template <class Visit>
         const ZOEAVLp next = next_along(current, right);
         links(current)[left] = word_of(previous);
         links(current)[right] = word_of(next);
-        *tail = current;
+        *tail = word_of(current);
         previous = current;
         current = next;
     }
@@ -141,8 +141,8 @@ template <class Visit>
 
 /* Turns the tree with that head into a doubly linked list through the nodes' own words and gives
  * its first node. `tail` receives each node in turn, and null before anything is followed. */
-inline ZOEAVLp flatten(ZOEAVLp head, ZOEAVLp *tail) {
-    *tail = nullptr;
+inline ZOEAVLp flatten(ZOEAVLp head, Word *tail) {
+    *tail = 0;
     if (head == nullptr || !LookAhead::pays(head))
         return flatten_seen(head, tail, [](ZOEAVLp) {});
     LookAhead ahead(head);
