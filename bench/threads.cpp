@@ -14,6 +14,7 @@
 #include "rounds.h"
 #include "tables.h"
 #include "zoeavl.hpp"
+#include "zoeavl/scaling_mutex.hpp"
 
 namespace {
 
@@ -50,9 +51,16 @@ class TreeObject {
     ZOEAVLTree *tree = owner.get();
 };
 
+struct ScalingMutex : zoe::scaling_mutex {
+    static constexpr const char *name = "zoe::guarded";
+};
+struct SharedMutex : std::shared_mutex {
+    static constexpr const char *name = "zoe::guarded, std::shared_mutex";
+};
+template <class Mutex>
 class Guarded {
   public:
-    static constexpr const char *name = "zoe::guarded";
+    static constexpr const char *name = Mutex::name;
     static constexpr Kind kind = Kind::ours;
     static constexpr bool allows_writes = true;
     explicit Guarded(std::size_t count) : records(records_of<Node>(ascending_keys(count))) {}
@@ -67,20 +75,20 @@ class Guarded {
 
   private:
     std::vector<Node> records;
-    zoe::guarded<Index> guarded;
+    zoe::guarded<Index, Mutex> guarded;
 };
 
-struct AbslMutex {
+struct BtreeAbslMutex {
     static constexpr const char *name = "absl::btree_set, absl::Mutex";
     struct Read : absl::ReaderMutexLock {
-        explicit Read(AbslMutex &m) : absl::ReaderMutexLock(&m.mutex) {}
+        explicit Read(BtreeAbslMutex &m) : absl::ReaderMutexLock(&m.mutex) {}
     };
     struct Write : absl::WriterMutexLock {
-        explicit Write(AbslMutex &m) : absl::WriterMutexLock(&m.mutex) {}
+        explicit Write(BtreeAbslMutex &m) : absl::WriterMutexLock(&m.mutex) {}
     };
     absl::Mutex mutex;
 };
-struct SharedMutex : std::shared_mutex {
+struct BtreeSharedMutex : std::shared_mutex {
     static constexpr const char *name = "absl::btree_set, std::shared_mutex";
     using Read = std::shared_lock<std::shared_mutex>;
     using Write = std::unique_lock<std::shared_mutex>;
@@ -242,9 +250,9 @@ void offer_threads() {
                      std::to_string(writes) + " % writes")
                         .c_str(),
                     [=](benchmark::State &state) {
-                        compare_locks<Guarded, TreeObject<true>, Btree<AbslMutex>,
-                                      Btree<SharedMutex>, TreeObject<false>>(state, threads,
-                                                                             writes);
+                        compare_locks<Guarded<ScalingMutex>, TreeObject<true>, Guarded<SharedMutex>,
+                                      Btree<BtreeAbslMutex>, Btree<BtreeSharedMutex>,
+                                      TreeObject<false>>(state, threads, writes);
                     })
                     ->Arg(static_cast<std::int64_t>(records))
                     ->Iterations(rounds_wanted())
