@@ -72,16 +72,11 @@ extern "C" {
 /* What the library exports. */
 #define ZOEAVL_API __attribute__((visibility("default")))
 
-/* The library uses its own data where it stands. So that a program uses it there too, and not a
- * copy of its own, a compiler that doesn't know this attribute needs -fPIC. */
-
-#if defined __has_attribute && defined __x86_64__
-#    if __has_attribute(nodirect_extern_access)
-#        define ZOEAVL_DATA ZOEAVL_API __attribute__((nodirect_extern_access))
-#    endif
-#endif
+/* The library uses its own data where it stands. A weak declaration makes a position-independent
+ * program reach it there too, by the global offset table, where a plain one would get a copy of its
+ * own; without position independence compile with -fPIC. */
 #ifndef ZOEAVL_DATA
-#    define ZOEAVL_DATA ZOEAVL_API
+#    define ZOEAVL_DATA ZOEAVL_API __attribute__((weak))
 #endif
 
 /* ---- Nodes and roots --------------------------------------------------------------------------

@@ -22,9 +22,9 @@ snippets() { # language
 } >"$work/snippets.cpp"
 {
     printf '#include <assert.h>\n#include <zoeavl.h>\n#include <zoeavl_host.h>\nstatic ZOEAVLExtension *factory;\n'
-    snippets c 0 'zoextent(zoeavl_host()); factory = zoeavl(NULL, NULL);'
+    snippets c 0 'zoextent(zoeavl_host()); factory = zoeavl(NULL, NULL); assert(Exported_ZOHandle == zoeavl_host());'
 } >"$work/snippets.c"
-flags=(-UNDEBUG -Wall -Wextra -Werror "-I$source/include" "-I$source/host" -fPIC)
+flags=(-UNDEBUG -Wall -Wextra -Werror "-I$source/include" "-I$source/host")
 libraries=("-L$build" -lzoeavl -lzoeavl_host "-Wl,-rpath,$build")
 $cxx -std=c++20 "${flags[@]}" "$work/snippets.cpp" -o "$work/cpp" "${libraries[@]}" -pthread
 $cc -std=c11 "${flags[@]}" "$work/snippets.c" -o "$work/c" "${libraries[@]}"
