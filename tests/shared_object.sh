@@ -35,7 +35,7 @@ segments=$(readelf -lW "$library")
 expect "relocations read-only" 1 "$(grep -c GNU_RELRO <<<"$segments")"
 expect "stack" "RW" "$(awk '/GNU_STACK/ {print $7}' <<<"$segments")"
 expect "internal functions of the family" 192 \
-    "$(nm "$library" | grep -cE ' t .*cb[a-z0-9]+_(safe_)?(adder|finder|fuzzier|killer)$')"
+    "$(nm "$library" | grep -v '\.cold$' | grep -cE ' t .*cb[a-z0-9]+_(safe_)?(adder|finder|fuzzier|killer)')"
 for routine in skStrUp skStrLow skMemNot skMemTNot skMemTSet skMemCmp skWMemCmp skMemScan skMemNScan skMemTNScan skMissArray; do
     expect "$routine reads nothing outside, by way of a library routine" "" \
         "$(objdump -d --no-show-raw-insn --disassemble="$routine" "$library" | grep -E 'call|jmp +\*')"
