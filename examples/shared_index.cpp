@@ -1,6 +1,7 @@
 /* An index for several threads, twice: behind a mutex of the program's, and in a tree object, whose
  * lock comes from the host and which functions in C can share. */
 #include <cstdio>
+#include <exception>
 #include <thread>
 #include <vector>
 #include <zoeavl.hpp>
@@ -32,7 +33,7 @@ long run(Shared &shared, std::vector<Job> &jobs) {
     return left;
 }
 
-int main() {
+int main() try { // NOLINT(bugprone-exception-escape): none of another kind is thrown
     std::vector<Job> jobs(10000);
     zoe::guarded<zoe::index<Job, &Job::deadline>> guarded;
     std::printf("guarded: %ld left\n", run(guarded, jobs));
@@ -50,4 +51,7 @@ int main() {
                     &most_urgent == &tree.read()->front());
     }
     factory->RealDestroy(factory);
+} catch (const std::exception &failure) {
+    std::fprintf(stderr, "shared_index: %s\n", failure.what());
+    return 1;
 }
