@@ -10,7 +10,7 @@ namespace {
 
 bool checking_is_wanted() {
     const char *const value = std::getenv("ZOEAVL_HOST_CHECKED"); // NOLINT(concurrency-mt-unsafe)
-    return value != nullptr && std::string_view(value) != "" && std::string_view(value) != "0";
+    return value != nullptr && *value != 0 && std::string_view(value) != "0";
 }
 
 ZOHost with_slots(decltype(ZOHost::LockCreate) lock_create,
