@@ -39,6 +39,7 @@ run() { # argument...
     while IFS= read -r row; do
         if [ -t 2 ]; then printf '\r\033[K%s' "${row%/iterations:*}" >&2; fi
         for compiler in g++ clang++; do
+            # shellcheck disable=SC2001 # a class of characters, each with a backslash
             ZOEAVL_BENCH_RESULTS=$work/$compiler.tsv "$build/$compiler/zoeavl_bench" "$@" \
                 --benchmark_filter="^$(sed 's/[][().*^$+?{}|\\]/\\&/g' <<<"$row")\$" </dev/null >"$work/log" 2>&1 ||
                 { cat "$work/log" >&2; exit 1; }
