@@ -333,7 +333,7 @@ TEST(ScalingMutex, WaitsForReadersWithAndWithoutRows) {
         threads.emplace_back([&, t] {
             const std::shared_lock hold(mutex);
             reading.arrive_and_wait();
-            for (auto left = to_go.load(); left > t + 1; left = to_go.load())
+            for (auto left = to_go.load(); left > t; left = to_go.load())
                 to_go.wait(left);
         });
     reading.wait();
