@@ -131,11 +131,7 @@ class FaceOfMany : public Face<Key> {
     void insert_many(const Order &order) { index.insert_many(picked(order)); }
     void build_sorted(const Order &ascending) { index.assign_sorted(picked(ascending)); }
     void build(const Order &order) { index.assign(picked(order)); }
-    void append(const Order &ascending) {
-        auto appender = index.appender();
-        for (const std::size_t i : ascending)
-            appender.insert(records[i]);
-    }
+    void append(const Order &ascending) { index.appender().insert_range(picked(ascending)); }
     std::uint64_t scan() {
         std::uint64_t sum = 0;
         index.for_each([&](const Node &record) { sum += read(record); });

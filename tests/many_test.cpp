@@ -190,14 +190,14 @@ TEST(Many, SearchesInLockstepFindWhatSingleOnesFind) {
             builder.append(records.order[i]);
         const ZOEAVLp head = builder.finish();
         for (std::size_t first = 0; first <= 2 * count; first += 16) {
-            const auto search = [&](std::size_t i) {
-                return Search{static_cast<std::int32_t>(first + i * 7 % 16)};
-            };
+            Search sought[16];
+            for (std::size_t i = 0; i < 16; i++)
+                sought[i] = {static_cast<std::int32_t>(first + i * 7 % 16)};
             std::uintptr_t at[16];
-            core::descend_together(head, search, at);
+            core::descend_together(head, sought, std::identity(), at);
             for (std::size_t i = 0; i < 16; i++) {
-                const std::size_t key = static_cast<std::size_t>(search(i).sought);
-                ASSERT_EQ(core::found_at(core::node_at_plain(at[i]), search(i)),
+                const std::size_t key = static_cast<std::size_t>(sought[i].sought);
+                ASSERT_EQ(core::found_at(core::node_at_plain(at[i]), sought[i]),
                           key % 2 == 1 && key < 2 * count ? records.order[key / 2] : nullptr);
             }
         }
@@ -382,6 +382,13 @@ void drive(std::size_t count, int steps, Value value) {
                     ASSERT_EQ(appender.insert(*item).second, expected[rank_of(item)] == nullptr);
                     admitted({item}, expected);
                 }
+            Items rest = picks(20);
+            std::erase_if(rest, [](const Item *item) { return item->is_linked(); });
+            std::sort(rest.begin(), rest.end());
+            rest.erase(std::unique(rest.begin(), rest.end()), rest.end());
+            std::stable_sort(rest.begin(), rest.end(), is_ahead);
+            const Items left_out = admitted(rest, expected);
+            ASSERT_EQ(appender.insert_range(rest), rest.size() - left_out.size());
             break;
         }
         default: {
@@ -410,7 +417,7 @@ void drive(std::size_t count, int steps, Value value) {
 
 TEST(Many, BatchesDoWhatSingleOperationsDo) {
     using Pair = std::pair<std::int64_t, std::int32_t>;
-    drive<&Item::minor>(6000, 200, [](std::size_t rank) { return rank; });
+    drive<&Item::minor>(25000, 80, [](std::size_t rank) { return rank; });
     drive<&Item::key, &Item::minor>(300, 600,
                                     [](std::size_t rank) { return Pair(rank / 4 * 4, rank); });
     drive<zoe::prefixed<&Item::text, &Item::prefix>>(300, 600, [](std::size_t rank) {

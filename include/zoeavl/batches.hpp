@@ -72,11 +72,21 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Removes the record with each key, and gives `out` that record, or null. */
     template <class Keys, class Out>
     Out erase_many(Keys &&values, Out out) {
-        with_keys(values, [&](auto &group, std::size_t count) {
-            warm(group, count);
-            for (std::size_t i = 0; i < count; i++, ++out)
-                *out = base::record_at(this->remove(group[i]->search));
-        });
+        const auto erase = [&](const auto &search) {
+            *out = base::record_at(this->remove(search));
+            ++out;
+        };
+        if (is_worth_warming())
+            with_keys(values, [&](auto &group, std::size_t count) {
+                warm(group, count);
+                for (std::size_t i = 0; i < count; i++)
+                    erase(group[i]->search);
+            });
+        else
+            for (const auto &value : values) {
+                const auto held = hold_key(value);
+                erase(ordering::search(held));
+            }
         return out;
     }
 
@@ -85,20 +95,26 @@ class batches : public operations<Derived, Hook, keys...> {
     template <class Records, class Out>
     std::size_t insert_many(Records &&records, Out out) {
         std::size_t inserted = 0;
-        with_records(records_in(records), [&](auto &group, std::size_t count) {
-            warm(group, count);
-            for (std::size_t i = 0; i < count; i++) {
-                record_type &r = group[i]->source;
-                base::expect_unlinked(r);
-                if (this->inserted(group[i]->search, [&r]() -> record_type & { return r; })
-                        .second) {
-                    inserted++;
-                } else {
-                    *out = std::addressof(r);
-                    ++out;
-                }
+        const auto account = [&](record_type &r, bool went_in) {
+            if (went_in) {
+                inserted++;
+            } else {
+                *out = std::addressof(r);
+                ++out;
             }
-        });
+        };
+        if (is_worth_warming())
+            with_records(records_in(records), [&](auto &group, std::size_t count) {
+                warm(group, count);
+                for (std::size_t i = 0; i < count; i++) {
+                    base::expect_unlinked(group[i]->source);
+                    account(group[i]->source, insert_sought(*group[i]));
+                }
+            });
+        else
+            for_each_fetched<record_type>(
+                std::begin(records), std::end(records),
+                [&](record_type &r) { account(r, this->insert(r).second); });
         return inserted;
     }
     template <class Records>
@@ -275,6 +291,16 @@ class batches : public operations<Derived, Hook, keys...> {
             return {index.at(node), true};
         }
 
+        /* The same for a range, whose records are fetched ahead; gives how many went in. */
+        template <class Records>
+        std::size_t insert_range(Records &&records) {
+            std::size_t count = 0;
+            for_each_fetched<record_type>(
+                std::begin(records), std::end(records),
+                [&](record_type &r) { count += insert(r).second ? 1 : 0; });
+            return count;
+        }
+
       private:
         friend class batches;
         explicit appender_type(batches &index_) : index(index_), end(path) {}
@@ -293,8 +319,6 @@ class batches : public operations<Derived, Hook, keys...> {
     friend class batches;
 
     static constexpr std::size_t group_size = ordering::nothrow ? engine::widest_group : 1;
-    /* In lower trees there is nothing to wait for. */
-    static constexpr int warmed_height = 12;
 
     /* What is sought, with all that its search refers to. It stays where it was made. */
     template <class Source, class Held>
@@ -357,17 +381,26 @@ class batches : public operations<Derived, Hook, keys...> {
         };
     }
 
+    static constexpr auto search_for =
+        [](const auto &one) __attribute__((always_inline)) -> const auto & {
+        return one->search;
+    };
+
+    /* In lower trees there is nothing to wait for. */
+    static constexpr int warmed_height = 15;
+    [[nodiscard]] bool is_worth_warming() const {
+        return ordering::nothrow && engine::whole(this->head()).height >= warmed_height;
+    }
     /* Brings the paths to what is sought into the cache. */
     void warm(const auto &group, std::size_t count) const {
-        if constexpr (ordering::nothrow)
-            if (engine::whole(this->head()).height >= warmed_height)
-                engine::descend_in_groups(
-                    this->head(),
-                    count, [&](std::size_t i) -> const auto & { return group[i]->search; },
-                    /* A descent whose end nobody asks for isn't made at all. */
-                    [](std::size_t, ZOEAVLp end) {
-                        asm volatile("" : : "r"(end));
-                    });
+        engine::descend_in_groups(this->head(), group, count, search_for,
+                                  /* A descent whose end nobody asks for isn't made at all. */
+                                  [](std::size_t, ZOEAVLp end) {
+                                      asm volatile("" : : "r"(end));
+                                  });
+    }
+    bool insert_sought(const auto &one) {
+        return this->inserted(one.search, [&]() -> record_type & { return one.source; }).second;
     }
 
     template <class Record, class Values, class Out>
@@ -375,18 +408,15 @@ class batches : public operations<Derived, Hook, keys...> {
         const ZOEAVLp root = this->head();
         with_keys(values, [&](const auto &group, std::size_t count) {
             ZOEAVLp found[group_size] = {};
-            const auto search = [&](std::size_t i) -> const auto & {
-                return group[i]->search;
-            };
             std::size_t served = root == nullptr ? count : 0;
             if constexpr (ordering::nothrow)
                 if (root != nullptr)
                     served = engine::descend_in_groups(
-                        root, count, search, [&](std::size_t i, ZOEAVLp node) {
-                            found[i] = engine::found_at(node, search(i));
+                        root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {
+                            found[i] = engine::found_at(node, search_for(group[i]));
                         });
             for (; served < count; served++) {
-                const engine::Landing landing = engine::descend(root, search(served));
+                const engine::Landing landing = engine::descend(root, search_for(group[served]));
                 found[served] = landing.found ? landing.node : nullptr;
             }
             for (std::size_t i = 0; i < count; i++, ++out) {
@@ -478,19 +508,15 @@ class batches : public operations<Derived, Hook, keys...> {
         engine::Builder left_over;
         std::size_t left = 0;
         engine::Scanner scanner(other.taken_out(), engine::left);
-        with_records(
-            [&]() -> record_type * { return base::record_at(scanner.next()); },
-            [&](auto &group, std::size_t count) {
-                warm(group, count);
-                for (std::size_t i = 0; i < count; i++) {
-                    record_type &r = group[i]->source;
-                    if (!this->inserted(group[i]->search, [&r]() -> record_type & { return r; })
-                             .second) {
-                        left_over.append(Hook::node_of(r));
-                        left++;
-                    }
-                }
-            });
+        with_records([&]() -> record_type * { return base::record_at(scanner.next()); },
+                     [&](auto &group, std::size_t count) {
+                         warm(group, count);
+                         for (std::size_t i = 0; i < count; i++)
+                             if (!insert_sought(*group[i])) {
+                                 left_over.append(Hook::node_of(group[i]->source));
+                                 left++;
+                             }
+                     });
         other.adopt(left_over.finish(), left);
     }
     void merge_alike(index_type &other) {

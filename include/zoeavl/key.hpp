@@ -48,7 +48,6 @@
 #include "keys/characters.hpp"
 #include "keys/floating.hpp"
 #include "keys/integers.hpp"
-#include "keys/varying.hpp"
 #include "node.hpp"
 
 namespace ZOEAVL_FACE_NAMESPACE {
@@ -350,13 +349,20 @@ struct characters_order {
         std::array<char, count> bytes;
         bool is_longer; /* than a key, and the surplus isn't zeros alone */
     };
-    struct sought_bytes : decided<deciding::comparison> {
+    static constexpr bool has_prefix = count >= engine::ByteString::prefix_units;
+    struct sought_bytes : decided<has_prefix ? deciding::integers_and_ties : deciding::comparison> {
         [[gnu::always_inline]] Outcome against(const V &v) const {
             const Outcome outcome = Policy::compare(value, std::addressof(v));
             return outcome.equal && is_longer ? Outcome{false, true} : outcome;
         }
+        [[nodiscard]] std::uint64_t integer() const { return prefix; }
+        [[gnu::always_inline]] static std::uint64_t integer_of(const V &v) {
+            return engine::ByteString::prefix_of(std::addressof(v), count);
+        }
+        Outcome tie(const V &v) const { return against(v); }
         typename Policy::Sought value;
         bool is_longer;
+        std::uint64_t prefix;
     };
     template <class A>
     static held_bytes hold(const A &a) {
@@ -366,78 +372,60 @@ struct characters_order {
         return held;
     }
     static sought_bytes sought(const held_bytes &held) {
-        return {{}, Policy::load(held.bytes.data(), Length{}), held.is_longer};
+        return sought(held.bytes.data(), held.is_longer);
     }
-    static sought_bytes sought(const V &v) {
-        return {{}, Policy::load(std::addressof(v), Length{}), false};
-    }
+    static sought_bytes sought(const V &v) { return sought(std::addressof(v), false); }
     static constexpr code direct{ZOEAVL_KEYTYPE_CHAR, static_cast<std::int32_t>(count)};
     static constexpr code behind{};
-};
 
-struct varying_order
-    : policy_order<engine::VaryingCharacters<engine::ByteString>, ZOEAVLVaryingKey, 1> {
-    template <class A>
-    static ZOEAVLVaryingKey hold(const A &a) {
-        if constexpr (std::is_same_v<A, ZOEAVLVaryingKey>) {
-            return a;
-        } else {
-            const std::string_view text{a};
-            return {text.data(), static_cast<std::uint32_t>(text.size())};
-        }
+  private:
+    static sought_bytes sought(const void *bytes, bool is_longer) {
+        const std::uint64_t prefix = has_prefix ? engine::ByteString::prefix_of(bytes, count) : 0;
+        return {{}, Policy::load(bytes, Length{}), is_longer, prefix};
     }
-    static const void *far(const ZOEAVLVaryingKey &v) { return v.chars; }
-    static constexpr code direct{ZOEAVL_KEYTYPE_VCHAR};
-    static constexpr code behind{};
 };
 
-template <class V>
-struct string_order {
-    static constexpr bool takes_long = true;
-    static constexpr bool nothrow = true;
-    struct sought_text : decided<deciding::comparison> {
-        [[gnu::always_inline]] Outcome against(std::string_view v) const {
-            const std::size_t common = std::min(text.size(), v.size());
-            const int prefix =
-                common == 0 ? 0 : engine::ByteString::compare(text.data(), v.data(), common);
-            return prefix != 0 ? engine::order(prefix, 0) : engine::order(text.size(), v.size());
-        }
-        std::string_view text;
-    };
-    template <class A>
-    static std::string_view hold(const A &a) {
-        static_assert(std::is_convertible_v<const A &, std::string_view>,
-                      "zoeavl: a string key is looked up by what converts to std::string_view");
-        return a;
-    }
-    static sought_text sought(std::string_view held) { return {{}, held}; }
-    static const void *far(std::string_view v) { return v.data(); }
-    static constexpr code direct{};
-    static constexpr code behind{};
-};
+/* What strings of all kinds hold. */
+inline std::string_view text_of(std::string_view text) {
+    return text;
+}
+inline std::string_view text_of(const ZOEAVLVaryingKey &key) {
+    return {static_cast<const char *>(key.chars), key.length};
+}
 
-/* The first bytes, filled with zeros, as a number that orders as they do. */
+/* The first eight bytes, with zeros behind a shorter text, as a number that orders as they do. */
 inline std::uint64_t prefix_number(std::string_view text) {
-    static_assert(std::endian::native == std::endian::little);
-    char bytes[8] = {};
-    text.copy(bytes, sizeof bytes);
-    return __builtin_bswap64(engine::read<std::uint64_t>(bytes));
+    if (text.size() >= engine::ByteString::prefix_units) [[likely]]
+        return engine::ByteString::prefix_of(text.data(), text.size());
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < engine::ByteString::prefix_units; i++)
+        number = number << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
+    return number << 32;
 }
 
 /* A record as a string with its own copy of the first bytes. */
 template <class Record, auto text_member, auto prefix_member>
 struct prefixed_text {
-    [[nodiscard]] std::uint64_t number() const {
-        return __builtin_bswap64(
-            engine::read<std::uint64_t>(std::addressof(record.*prefix_member)));
-    }
-    [[nodiscard]] std::string_view text() const { return record.*text_member; }
     const Record &record;
 };
+template <class Record, auto text_member, auto prefix_member>
+std::string_view text_of(const prefixed_text<Record, text_member, prefix_member> &prefixed) {
+    return prefixed.record.*text_member;
+}
+template <class Record, auto text_member, auto prefix_member>
+std::uint64_t prefix_number(const prefixed_text<Record, text_member, prefix_member> &prefixed) {
+    return __builtin_bswap64(
+        engine::read<std::uint64_t>(std::addressof(prefixed.record.*prefix_member)));
+}
 
+inline std::uint64_t prefix_number(const ZOEAVLVaryingKey &key) {
+    return prefix_number(text_of(key));
+}
+
+/* Strings by their first bytes, unless those are equal. */
 template <class V>
-struct prefixed_order {
-    static constexpr bool takes_long = false;
+struct string_order {
+    static constexpr bool takes_long = true;
     static constexpr bool nothrow = true;
     struct held_text {
         std::string_view text;
@@ -445,24 +433,33 @@ struct prefixed_order {
     };
     struct sought_text : decided<deciding::integers_and_ties> {
         [[gnu::always_inline]] Outcome against(const V &v) const {
-            const Outcome outcome = engine::order(held.number, v.number());
+            const Outcome outcome = engine::order(held.number, prefix_number(v));
             return outcome.equal ? tie(v) : outcome;
         }
         [[nodiscard]] std::uint64_t integer() const { return held.number; }
-        static std::uint64_t integer_of(const V &v) { return v.number(); }
+        [[gnu::always_inline]] static std::uint64_t integer_of(const V &v) {
+            return prefix_number(v);
+        }
         [[nodiscard]] Outcome tie(const V &v) const {
-            return string_order<std::string_view>::sought(held.text).against(v.text());
+            return engine::order(held.text.compare(text_of(v)), 0);
         }
         held_text held;
     };
     template <class A>
     static held_text hold(const A &a) {
-        const std::string_view text = string_order<std::string_view>::hold(a);
+        static_assert(std::is_same_v<A, V> || std::is_convertible_v<const A &, std::string_view>,
+                      "zoeavl: a string key is looked up by what converts to std::string_view");
+        const std::string_view text = text_of(a);
         return {text, prefix_number(text)};
     }
     static sought_text sought(const held_text &held) { return {{}, held}; }
-    static sought_text sought(const V &v) { return {{}, {v.text(), v.number()}}; }
-    static constexpr code direct{};
+    static sought_text sought(const V &v) { return {{}, {text_of(v), prefix_number(v)}}; }
+    static const void *far(const V &v) requires requires { v.chars; }
+    { return v.chars; }
+    static const void *far(const V &v) requires requires { v.data(); }
+    { return v.data(); }
+    static constexpr code direct =
+        std::is_same_v<V, ZOEAVLVaryingKey> ? code{ZOEAVL_KEYTYPE_VCHAR} : code{};
     static constexpr code behind{};
 };
 
@@ -604,7 +601,7 @@ struct order_of_type<std::string_view> {
 };
 template <>
 struct order_of_type<ZOEAVLVaryingKey> {
-    using type = varying_order;
+    using type = string_order<ZOEAVLVaryingKey>;
 };
 template <class V>
 concept array_element = character<V> ||(std::integral<V> && (sizeof(V) == 4 || sizeof(V) == 8));
@@ -710,7 +707,7 @@ struct key_of<Record, prefixed_key<text, prefix>, key> {
     static_assert(sizeof(std::declval<Record &>().*prefix) == 8,
                   "zoeavl: the prefix is kept in a member of eight bytes");
     using value = prefixed_text<Record, text, prefix>;
-    using order = prefixed_order<value>;
+    using order = string_order<value>;
     static constexpr bool is_member = false;
     static constexpr bool is_behind = false;
     [[gnu::always_inline]] static value get(const Record &r) noexcept { return {r}; }

@@ -4,6 +4,7 @@
 
 #include <iterator>
 #include <type_traits>
+#include <utility>
 
 #include "less_descent.hpp"
 
@@ -55,47 +56,54 @@ template <class Search>
 
 /* Searches below `head`, the root node, for as many keys as `at` has places, and gives for each the
  * node whose thread ends the search. An equal node is passed on its right, so that all searches are
- * alike. `search(i)` gives the search for a key. All take a step in every round; one that met its
- * thread steps on the spot. */
-template <std::size_t width, class SearchOf>
-[[gnu::always_inline]] inline void descend_together(ZOEAVLp head, const SearchOf &search,
+ * alike. All take a step in every round; one that met its thread steps on the spot.
+ *
+ * `search(sought[i])` is the search for a key. Where a step is a few instructions, the round is
+ * unrolled here, since compilers do so only if they are asked in words of their own. */
+template <std::size_t width, class Sought, class SearchFor>
+[[gnu::always_inline]] inline void descend_together(ZOEAVLp head, const Sought *sought,
+                                                    const SearchFor &search,
                                                     std::uintptr_t (&at)[width]) {
-    using Search = std::remove_cvref_t<decltype(search(0))>;
+    using Search = std::remove_cvref_t<decltype(search(*sought))>;
+    std::uintptr_t all_met_threads = 0;
+    const auto step = [&](std::size_t i) __attribute__((always_inline)) {
+        const ZOEAVLp node = node_at_plain(at[i]);
+        const std::uintptr_t next = strip_balance(links(node)[reaches(search(sought[i]), node)]);
+        all_met_threads &= next;
+        move_unless_thread(at[i], next);
+        __builtin_prefetch(node_at_plain(at[i]));
+        /* Held in memory: more places than registers are spilled with more ado. */
+        asm("" : "+m"(at[i]));
+    };
+    const auto round = [&]<std::size_t... i>(std::index_sequence<i...>)
+        __attribute__((always_inline)) {
+        if constexpr (IntegerSearch<Search> && !FetchesAhead<Search>)
+            (step(i), ...);
+        else
+            for (std::size_t each = 0; each < width; each++)
+                step(each);
+    };
     for (std::uintptr_t &place : at)
         place = word_of(head);
-    std::uintptr_t all_met_threads = 0;
     while (all_met_threads == 0) {
         if constexpr (FetchesAhead<Search>)
             for (std::size_t i = 0; i < width; i++)
-                search(i).fetch(node_at_plain(at[i]));
+                search(sought[i]).fetch(node_at_plain(at[i]));
         all_met_threads = thread_bit;
-#ifdef __clang__
-#    pragma clang loop unroll(full)
-#else
-#    pragma GCC unroll 32
-#endif
-        for (std::size_t i = 0; i < width; i++) {
-            std::uintptr_t here = at[i];
-            const ZOEAVLp node = node_at_plain(here);
-            const std::uintptr_t next = strip_balance(links(node)[reaches(search(i), node)]);
-            all_met_threads &= next;
-            move_unless_thread(here, next);
-            __builtin_prefetch(node_at_plain(here));
-            at[i] = here;
-        }
+        round(std::make_index_sequence<width>{});
     }
 }
 
 /* As above for `count` keys, in groups: calls `ended(i, node)` for each that was served, and gives
  * their number. The last few, too few for a group, are left. */
-template <class SearchOf, class Ended>
+template <class Sought, class SearchFor, class Ended>
 [[gnu::always_inline]] inline std::size_t
-descend_in_groups(ZOEAVLp head, std::size_t count, const SearchOf &search, const Ended &ended) {
+descend_in_groups(ZOEAVLp head, const Sought *sought, std::size_t count, const SearchFor &search,
+                  const Ended &ended) {
     std::size_t served = 0;
     const auto serve = [&](auto &at) __attribute__((always_inline)) {
         for (; count - served >= std::size(at); served += std::size(at)) {
-            descend_together(
-                head, [&](std::size_t i) -> decltype(auto) { return search(served + i); }, at);
+            descend_together(head, sought + served, search, at);
             for (std::size_t i = 0; i < std::size(at); i++)
                 ended(served + i, node_at_plain(at[i]));
         }
@@ -107,7 +115,7 @@ descend_in_groups(ZOEAVLp head, std::size_t count, const SearchOf &search, const
     return served;
 }
 
-/* Truth value, of a node that the search reaches. */
+/* Truth value, of a node that the search reaches or that is the first. */
 template <class Search>
 [[gnu::always_inline]] inline bool is_equal(const Search &search, ZOEAVLp node) {
     if constexpr (LessSearch<Search>)
@@ -116,11 +124,14 @@ template <class Search>
         return search.compare(node).equal;
 }
 
-/* What a search found that ended at `node`: the equal node on its path, or null. */
+/* What a search found that ended at `node`: the equal node on its path, or null. Whether it is the
+ * end itself or the node ahead of it can't be predicted, so it is selected. */
 template <class Search>
-inline ZOEAVLp found_at(ZOEAVLp node, const Search &search) {
-    const ZOEAVLp floor = reaches(search, node) ? node : node_at(links(node)[left]);
-    return floor != nullptr && is_equal(search, floor) ? floor : nullptr;
+[[gnu::always_inline]] inline ZOEAVLp found_at(ZOEAVLp node, const Search &search) {
+    const ZOEAVLp ahead = node_at(links(node)[left]);
+    const std::uintptr_t candidates[] = {word_of(ahead != nullptr ? ahead : node), word_of(node)};
+    const ZOEAVLp floor = node_at_plain(candidates[reaches(search, node)]);
+    return is_equal(search, floor) ? floor : nullptr;
 }
 
 } // namespace zoe::inline v2::engine

@@ -11,7 +11,7 @@ namespace zoe::inline v2::engine {
 inline constexpr int gathered_height = 8;
 
 /* Lower trees are near enough for a walk along the threads. */
-inline constexpr int walked_height = 10;
+inline constexpr int walked_height = 12;
 static_assert(walked_height > gathered_height, "then no subtree of a scan is empty");
 
 template <class Visit>
@@ -35,14 +35,18 @@ inline std::size_t gather(Subtree subtree, ZOEAVLp (&nodes)[1U << gathered_heigh
     const auto missing = reinterpret_cast<ZOEAVLp>(missing_links);
     const std::size_t end = std::size_t{1} << subtree.height;
     nodes[end / 2] = subtree.root();
+    const auto below = [missing](ZOEAVLp node, Side side) {
+        const std::uintptr_t link = links(node)[side];
+        const ZOEAVLp found = is_thread(link) ? missing : node_at(link);
+        __builtin_prefetch(found);
+        return found;
+    };
     for (std::size_t half = end / 4; half != 0; half /= 2)
-        for (std::size_t slot = 2 * half; slot < end; slot += 4 * half)
-            for (const Side side : {left, right}) {
-                const std::uintptr_t link = links(nodes[slot])[side];
-                const ZOEAVLp below = is_thread(link) ? missing : node_at(link);
-                __builtin_prefetch(below);
-                nodes[side == left ? slot - half : slot + half] = below;
-            }
+        for (std::size_t slot = 2 * half; slot < end; slot += 4 * half) {
+            const ZOEAVLp node = nodes[slot];
+            nodes[slot - half] = below(node, left);
+            nodes[slot + half] = below(node, right);
+        }
     std::size_t count = 0;
     for (std::size_t slot = 1; slot < end; slot++) {
         const ZOEAVLp node = nodes[slot];
@@ -62,22 +66,26 @@ class Scanner {
     ~Scanner() = default;
 
     /* Null after the last. */
-    ZOEAVLp next() {
-        if (given == count) {
-            if (upcoming.empty())
-                return parent();
-            for (; upcoming.height > gathered_height;
-                 upcoming = child(upcoming.root(), upcoming.height, from))
-                *top++ = upcoming;
-            count = gather(upcoming, nodes);
-            given = 0;
-            upcoming = no_subtree;
-        }
+    [[gnu::always_inline]] ZOEAVLp next() {
+        if (given == count && !refill())
+            return parent();
         const std::size_t slot = given++;
         return nodes[from == left ? slot : count - 1 - slot];
     }
 
   private:
+    /* False if it is the turn of a parent. */
+    [[gnu::noinline]] bool refill() {
+        if (upcoming.empty())
+            return false;
+        for (; upcoming.height > gathered_height;
+             upcoming = child(upcoming.root(), upcoming.height, from))
+            *top++ = upcoming;
+        count = gather(upcoming, nodes);
+        given = 0;
+        upcoming = no_subtree;
+        return true;
+    }
     ZOEAVLp parent() {
         if (top == pending)
             return nullptr;

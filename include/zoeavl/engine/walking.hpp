@@ -46,7 +46,7 @@ class LookAhead {
     }
 
     /* What is lower stays in cache without. */
-    static bool pays(ZOEAVLp head) { return height_of(head) >= 12; }
+    static bool pays(ZOEAVLp head) { return height_of(head) >= 13; }
 
     /* To be told of each node ahead of its turn. */
     void visit(ZOEAVLp node) {
