@@ -454,10 +454,10 @@ struct string_order {
     }
     static sought_text sought(const held_text &held) { return {{}, held}; }
     static sought_text sought(const V &v) { return {{}, {text_of(v), prefix_number(v)}}; }
-    static const void *far(const V &v) requires requires { v.chars; }
-    { return v.chars; }
-    static const void *far(const V &v) requires requires { v.data(); }
-    { return v.data(); }
+    template <std::same_as<V> Text>
+    requires(!requires(const Text &v) { v.record; }) static const void *far(const Text &v) {
+        return text_of(v).data();
+    }
     static constexpr code direct =
         std::is_same_v<V, ZOEAVLVaryingKey> ? code{ZOEAVL_KEYTYPE_VCHAR} : code{};
     static constexpr code behind{};
