@@ -76,7 +76,7 @@ class batches : public operations<Derived, Hook, keys...> {
             *out = base::record_at(this->remove(search));
             ++out;
         };
-        if (is_worth_warming())
+        if (is_higher_than(warmed_height))
             with_keys(values, [&](auto &group, std::size_t count) {
                 warm(group, count);
                 for (std::size_t i = 0; i < count; i++)
@@ -103,7 +103,7 @@ class batches : public operations<Derived, Hook, keys...> {
                 ++out;
             }
         };
-        if (is_worth_warming())
+        if (is_higher_than(warmed_height))
             with_records(records_in(records), [&](auto &group, std::size_t count) {
                 warm(group, count);
                 for (std::size_t i = 0; i < count; i++) {
@@ -318,6 +318,10 @@ class batches : public operations<Derived, Hook, keys...> {
     template <class, class, auto...>
     friend class batches;
 
+    /* The search for a record by its own keys. */
+    using own_search = decltype(ordering::search(std::declval<const decltype(ordering::values_of(
+                                                     std::declval<const record_type &>())) &>()));
+
     static constexpr std::size_t group_size = ordering::nothrow ? engine::widest_group : 1;
 
     /* What is sought, with all that its search refers to. It stays where it was made. */
@@ -386,11 +390,11 @@ class batches : public operations<Derived, Hook, keys...> {
         return one->search;
     };
 
-    /* In lower trees there is nothing to wait for. */
-    static constexpr int warmed_height = 15;
-    [[nodiscard]] bool is_worth_warming() const {
-        return ordering::nothrow && engine::whole(this->head()).height >= warmed_height;
+    [[nodiscard]] bool is_higher_than(int height) const {
+        return ordering::nothrow && engine::whole(this->head()).height > height;
     }
+    /* In lower trees there is nothing to wait for. */
+    static constexpr int warmed_height = 14;
     /* Brings the paths to what is sought into the cache. */
     void warm(const auto &group, std::size_t count) const {
         engine::descend_in_groups(this->head(), group, count, search_for,
@@ -403,27 +407,39 @@ class batches : public operations<Derived, Hook, keys...> {
         return this->inserted(one.search, [&]() -> record_type & { return one.source; }).second;
     }
 
+    /* In lower trees steps in turn take longer than those of one search after the other, unless a
+     * step is a few instructions. */
+    static constexpr int lockstep_height = engine::is_plain_step<own_search> ? 0 : 13;
+
     template <class Record, class Values, class Out>
     Out find_each(Values &values, Out out) const {
         const ZOEAVLp root = this->head();
-        with_keys(values, [&](const auto &group, std::size_t count) {
-            ZOEAVLp found[group_size] = {};
-            std::size_t served = root == nullptr ? count : 0;
-            if constexpr (ordering::nothrow)
-                if (root != nullptr)
-                    served = engine::descend_in_groups(
-                        root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {
-                            found[i] = engine::found_at(node, search_for(group[i]));
-                        });
-            for (; served < count; served++) {
-                const engine::Landing landing = engine::descend(root, search_for(group[served]));
-                found[served] = landing.found ? landing.node : nullptr;
-            }
-            for (std::size_t i = 0; i < count; i++, ++out) {
-                Record *const record = base::record_at(found[i]);
-                *out = record;
-            }
-        });
+        const auto give = [&](ZOEAVLp node) {
+            Record *const record = base::record_at(node);
+            *out = record;
+            ++out;
+        };
+        const auto find_one = [&](const auto &search) {
+            const engine::Landing landing = engine::descend(root, search);
+            give(landing.found ? landing.node : nullptr);
+        };
+        if (root != nullptr && is_higher_than(lockstep_height))
+            with_keys(values, [&](const auto &group, std::size_t count) {
+                std::size_t served = engine::descend_in_groups(
+                    root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {
+                        give(engine::found_at(node, group[i]->search));
+                    });
+                for (; served < count; served++)
+                    find_one(group[served]->search);
+            });
+        else
+            for (const auto &value : values)
+                if (root == nullptr) {
+                    give(nullptr);
+                } else {
+                    const auto held = hold_key(value);
+                    find_one(ordering::search(held));
+                }
         return out;
     }
 
@@ -433,9 +449,7 @@ class batches : public operations<Derived, Hook, keys...> {
         return !outcome.equal && !outcome.after;
     }
 
-    /* What an entry of a sort goes by: the integers of a search that has some, then the keys. */
-    using own_search = decltype(ordering::search(std::declval<const decltype(ordering::values_of(
-                                                     std::declval<const record_type &>())) &>()));
+    /* What a sort moves: it goes by the integers of a search that has some, then by the keys. */
     struct entry {
         entry() = default;
         explicit entry(record_type &r) : record(std::addressof(r)) {

@@ -39,11 +39,11 @@ class cursor {
 
     cursor &operator++() {
         expect([this] { return node != nullptr; }, "zoeavl: the end was incremented");
-        node = engine::neighbour(node, engine::right);
+        node = engine::next_along(node, engine::right);
         return *this;
     }
     cursor &operator--() {
-        node = node != nullptr ? engine::neighbour(node, engine::left)
+        node = node != nullptr ? engine::next_along(node, engine::left)
                                : engine::outermost(*head, engine::right);
         expect([this] { return node != nullptr; }, "zoeavl: the beginning was decremented");
         return *this;

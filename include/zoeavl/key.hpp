@@ -357,7 +357,7 @@ struct characters_order {
         }
         [[nodiscard]] std::uint64_t integer() const { return prefix; }
         [[gnu::always_inline]] static std::uint64_t integer_of(const V &v) {
-            return engine::ByteString::prefix_of(std::addressof(v), count);
+            return prefix_of(std::addressof(v));
         }
         Outcome tie(const V &v) const { return against(v); }
         typename Policy::Sought value;
@@ -380,8 +380,13 @@ struct characters_order {
 
   private:
     static sought_bytes sought(const void *bytes, bool is_longer) {
-        const std::uint64_t prefix = has_prefix ? engine::ByteString::prefix_of(bytes, count) : 0;
-        return {{}, Policy::load(bytes, Length{}), is_longer, prefix};
+        return {{}, Policy::load(bytes, Length{}), is_longer, prefix_of(bytes)};
+    }
+    [[gnu::always_inline]] static std::uint64_t prefix_of(const void *bytes) {
+        if constexpr (count >= engine::ByteString::first_units)
+            return engine::ByteString::first(bytes);
+        else
+            return has_prefix ? engine::ByteString::prefix_of(bytes, count) : 0;
     }
 };
 

@@ -16,6 +16,11 @@ concept FetchesAhead = requires(const Search &search, ZOEAVLp node) {
     search.fetch(node);
 };
 
+/* A step is a few instructions. */
+template <class Search>
+inline constexpr bool is_plain_step =
+    IntegerSearch<Search> && !SearchWithTies<Search> && !FetchesAhead<Search>;
+
 inline constexpr std::size_t widest_group = 32;
 
 /* Moves `at` along `next` unless that is a thread, and never by a branch: which search ends first
@@ -77,7 +82,7 @@ template <std::size_t width, class Sought, class SearchFor>
     };
     const auto round = [&]<std::size_t... i>(std::index_sequence<i...>)
         __attribute__((always_inline)) {
-        if constexpr (IntegerSearch<Search> && !FetchesAhead<Search>)
+        if constexpr (is_plain_step<Search>)
             (step(i), ...);
         else
             for (std::size_t each = 0; each < width; each++)
