@@ -59,4 +59,40 @@ TEST(CheckedIndex, SaysWhatIsWrong) {
     EXPECT_TRUE(other.insert(loose).second) << "a record that was removed may go in elsewhere";
 }
 
+TEST(CheckedIndex, LooksForFaultsAheadOfBatches) {
+    std::vector<Record> records(30);
+    Index index;
+    Index other;
+    for (std::size_t i = 0; i < 20; i++) {
+        records[i].key = static_cast<int>(i);
+        index.insert(records[i]);
+    }
+    const std::vector<int> wanted{3, 4};
+    std::vector<Record *> out(2);
+    const std::function<void()> batches[] = {
+        [&] { index.find_many(wanted, out.begin()); },
+        [&] { index.erase_many(wanted, out.begin()); },
+        [&] { index.insert_many(std::vector<Record *>{}); },
+        [&] { index.assign_sorted(std::vector<Record *>{}); },
+        [&] { index.assign(std::vector<Record *>{}); },
+        [&] { index.for_each([](Record &) {}); },
+        [&] { index.for_each(3, 4, [](Record &) {}); },
+        [&] { (void)index.split(10); },
+        [&] { (void)index.extract_range(3, 4); },
+        [&] { index.join(std::move(other)); },
+        [&] { other.join(std::move(index)); },
+        [&] { index.merge(other); },
+        [&] { other.merge(index); },
+        [&] { (void)index.appender(); },
+    };
+    records[7].key = 100;
+    for (const auto &batch : batches) {
+        EXPECT_THROW(batch(), std::logic_error);
+        EXPECT_EQ(index.size(), 20U);
+    }
+    records[7].key = 7;
+    index.find_many(wanted, out.begin());
+    EXPECT_EQ(out[1], &records[4]);
+}
+
 } // namespace

@@ -11,6 +11,9 @@
 #include "engine/building.hpp"
 #include "engine/lockstep.hpp"
 #include "operations.hpp"
+#ifdef ZOEAVL_CHECKED
+#    include "check.hpp"
+#endif
 
 namespace ZOEAVL_FACE_NAMESPACE {
 
@@ -44,7 +47,8 @@ struct search_integer<Search> {
  *
  * Descents go in groups, so that memory answers many at a time. Where a comparison, or a callable
  * that gives a key, isn't noexcept, they go one by one instead: if it throws, what was done for the
- * keys or records ahead of it stays done. Nothing here allocates but `assign`. */
+ * keys or records ahead of it stays done. Nothing here allocates but `assign`, and checked mode,
+ * which looks for faults in the whole index first. */
 template <class Derived, class Hook, auto... keys>
 class batches : public operations<Derived, Hook, keys...> {
     using base = operations<Derived, Hook, keys...>;
@@ -72,6 +76,7 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Removes the record with each key, and gives `out` that record, or null. */
     template <class Keys, class Out>
     Out erase_many(Keys &&values, Out out) {
+        expect_sound();
         const auto erase = [&](const auto &search) {
             *out = base::record_at(this->remove(search));
             ++out;
@@ -94,6 +99,7 @@ class batches : public operations<Derived, Hook, keys...> {
      * was there. */
     template <class Records, class Out>
     std::size_t insert_many(Records &&records, Out out) {
+        expect_sound();
         std::size_t inserted = 0;
         const auto account = [&](record_type &r, bool went_in) {
             if (went_in) {
@@ -128,6 +134,7 @@ class batches : public operations<Derived, Hook, keys...> {
      * names the first that doesn't, counted from 0. Makes the complete tree. O(n). */
     template <class Records>
     void assign_sorted(Records &&records) {
+        expect_sound();
         std::size_t count = 0;
         record_type *previous = nullptr;
         for_each_fetched<record_type>(std::begin(records), std::end(records), [&](record_type &r) {
@@ -146,6 +153,7 @@ class batches : public operations<Derived, Hook, keys...> {
      * is no memory for n entries to sort. */
     template <class Records, class Out>
     Out assign(Records &&records, Out out) {
+        expect_sound();
         std::vector<entry> entries;
         if constexpr (requires { std::size(records); })
             entries.reserve(std::size(records));
@@ -206,6 +214,7 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Cuts off everything from the lower bound of the values (or fewer) on. */
     template <class... A>
     [[nodiscard]] index_type split(const A &...values) {
+        expect_sound();
         index_type cut_off;
         engine::Step path[engine::path_capacity];
         const engine::Step *const end = this->path_to(ordering::hold(values...), path);
@@ -221,6 +230,7 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Cuts out the records of between(low, high). */
     template <class Low, class High>
     [[nodiscard]] index_type extract_range(const Low &low, const High &high) {
+        expect_sound();
         index_type range;
         engine::Step low_path[engine::path_capacity];
         engine::Step high_path[engine::path_capacity];
@@ -236,6 +246,8 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Takes over all records of `other`, whose keys are all behind ours: else
      * std::invalid_argument, and nothing has changed. */
     void join(index_type &&other) {
+        expect_sound();
+        other.expect_sound();
         if (other.empty())
             return;
         if (!this->empty() && !is_before(this->back(), other.front()))
@@ -249,6 +261,8 @@ class batches : public operations<Derived, Hook, keys...> {
     /* Takes over those records of `other` whose keys aren't there yet; the rest stays in `other`.
      * O(m log n) for a small `other` of m records, else O(n + m). */
     void merge(index_type &other) {
+        expect_sound();
+        other.expect_sound();
         if (other.head() == this->head())
             return;
         if constexpr (!ordering::nothrow) {
@@ -308,7 +322,10 @@ class batches : public operations<Derived, Hook, keys...> {
         engine::Step *end;
         engine::Step path[engine::path_capacity];
     };
-    [[nodiscard]] appender_type appender() { return appender_type(*this); }
+    [[nodiscard]] appender_type appender() {
+        expect_sound();
+        return appender_type(*this);
+    }
 
   protected:
     batches() noexcept = default;
@@ -317,6 +334,12 @@ class batches : public operations<Derived, Hook, keys...> {
   private:
     template <class, class, auto...>
     friend class batches;
+
+    void expect_sound() const {
+#ifdef ZOEAVL_CHECKED
+        detail::expect_sound<base>(*this);
+#endif
+    }
 
     /* The search for a record by its own keys. */
     using own_search = decltype(ordering::search(std::declval<const decltype(ordering::values_of(
@@ -413,6 +436,7 @@ class batches : public operations<Derived, Hook, keys...> {
 
     template <class Record, class Values, class Out>
     Out find_each(Values &values, Out out) const {
+        expect_sound();
         const ZOEAVLp root = this->head();
         const auto give = [&](ZOEAVLp node) {
             Record *const record = base::record_at(node);
@@ -490,6 +514,7 @@ class batches : public operations<Derived, Hook, keys...> {
 
     template <class Record, class Visit>
     void scan(engine::Side from, Visit &visit) const {
+        expect_sound();
         engine::scan(engine::whole(this->head()), from, [&visit](ZOEAVLp node) {
             Record &r = *Hook::record_of(node);
             visit(r);
@@ -497,6 +522,7 @@ class batches : public operations<Derived, Hook, keys...> {
     }
     template <class Record, class Low, class High, class Visit>
     void scan_range(const Low &low, const High &high, Visit &visit) const {
+        expect_sound();
         engine::Step low_path[engine::path_capacity];
         engine::Step high_path[engine::path_capacity];
         const engine::Step *const low_end = this->path_to(base::hold_bound(low), low_path);

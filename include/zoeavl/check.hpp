@@ -44,14 +44,11 @@ class check_report {
     std::size_t faults;
 };
 
-/* Checks links, heights and, where these are sound, the order of an index, a tree object or a view
- * (of the latter two what read() and write() reach), up to a level of zoeavl_inspect.h. Takes no
- * lock, changes nothing, O(n); links may hold anything, records that they lead to are read for
- * their keys. Throws std::runtime_error if it couldn't be carried through, and what a comparison
- * throws. */
+namespace detail {
+
 template <class Derived, class Hook, auto... keys>
-[[nodiscard]] check_report check(const detail::operations<Derived, Hook, keys...> &index,
-                                 int level = ZOEAVL_CHECK_ORDER) {
+check_report checked_by(decltype(zoeavl_check_words) check_words,
+                        const operations<Derived, Hook, keys...> &index, int level) {
     using ordering = detail::ordering<Hook, keys...>;
     std::exception_ptr thrown;
     const auto ascending = [](void *context, ZOEAVLp before, ZOEAVLp after) -> int {
@@ -60,7 +57,7 @@ template <class Derived, class Hook, auto... keys>
             if (exception)
                 return 1;
             const auto values = ordering::values_of(*Hook::record_of(before));
-            const auto outcome = detail::compared(ordering::search(values), after);
+            const auto outcome = compared(ordering::search(values), after);
             return !outcome.equal && !outcome.after;
         } catch (...) {
             exception = std::current_exception();
@@ -72,8 +69,8 @@ template <class Derived, class Hook, auto... keys>
     FILE *const stream = open_memstream(&text, &size);
     if (stream == nullptr)
         throw std::runtime_error("zoeavl: no stream for the report of a check");
-    const ZOEAVLp head = detail::inspection::head(index);
-    const std::int64_t faults = zoeavl_check_words(&head, ascending, &thrown, level, stream);
+    const ZOEAVLp head = inspection::head(index);
+    const std::int64_t faults = check_words(&head, ascending, &thrown, level, stream);
     std::fclose(stream);
     const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
     std::string lines(text, size);
@@ -82,6 +79,33 @@ template <class Derived, class Hook, auto... keys>
     if (faults == ZOEAVL_INSPECT_FAILED)
         throw std::runtime_error("zoeavl: check: " + lines);
     return {std::move(lines), static_cast<std::size_t>(faults)};
+}
+
+#ifdef ZOEAVL_CHECKED
+/* Null in a program that doesn't link zoeavl_inspect. */
+[[maybe_unused,
+  gnu::weakref("zoeavl_check_words")]] static decltype(zoeavl_check_words) check_words_if_linked;
+
+template <class Index>
+void expect_sound(const Index &index) {
+    if (check_words_if_linked == nullptr)
+        return;
+    const check_report report = checked_by(check_words_if_linked, index, ZOEAVL_CHECK_ORDER);
+    expect([&] { return report.empty(); }, ("zoeavl: " + report.text()).c_str());
+}
+#endif
+
+} // namespace detail
+
+/* Checks links, heights and, where these are sound, the order of an index, a tree object or a view
+ * (of the latter two what read() and write() reach), up to a level of zoeavl_inspect.h. Takes no
+ * lock, changes nothing, O(n); links may hold anything, records that they lead to are read for
+ * their keys. Throws std::runtime_error if it couldn't be carried through, and what a comparison
+ * throws. */
+template <class Derived, class Hook, auto... keys>
+[[nodiscard]] check_report check(const detail::operations<Derived, Hook, keys...> &index,
+                                 int level = ZOEAVL_CHECK_ORDER) {
+    return detail::checked_by(zoeavl_check_words, index, level);
 }
 
 } // namespace ZOEAVL_FACE_NAMESPACE

@@ -2,8 +2,10 @@
  *
  * With ZOEAVL_CHECKED defined, misuse that can be seen throws std::logic_error: a record that is
  * linked is inserted, an iterator's record isn't found at its place, an end is dereferenced, and
- * the like. Checked and unchecked code have different names for the linker and may stand in one
- * program. Without it these checks cost nothing. */
+ * the like; and an operation on many records checks the whole index first, O(n), where the program
+ * links zoeavl_inspect, and throws the report of its faults. Checked and unchecked code have
+ * different names for the linker and may stand in one program. Without it these checks cost
+ * nothing. */
 #ifndef ZOEAVL_FACE_HPP
 #define ZOEAVL_FACE_HPP
 

@@ -108,14 +108,16 @@ class LookAhead {
         nodes[0] = top;
         ZOEAVLp *node = nodes;
         ZOEAVLp *end = nodes + 1;
+        const auto take = [&end](std::uintptr_t link) {
+            *end = node_at(link);
+            __builtin_prefetch(*end);
+            end += is_child(link) ? 1 : 0;
+        };
         for (int level = 1; level < fetched_levels; level++)
-            for (ZOEAVLp *const level_end = end; node != level_end; node++)
-                for (unsigned side = left; side <= right; side++) {
-                    const std::uintptr_t link = links(*node)[side];
-                    *end = node_at(link);
-                    __builtin_prefetch(*end);
-                    end += is_child(link) ? 1 : 0;
-                }
+            for (ZOEAVLp *const level_end = end; node != level_end; node++) {
+                take(links(*node)[left]);
+                take(links(*node)[right]);
+            }
     }
 
     Subtree path[path_capacity];
