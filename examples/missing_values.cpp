@@ -71,12 +71,17 @@ std::deque<Reading> readings_in(const std::string &file) {
 }
 
 ZOEAVLTree *make_tree(ZOEAVLExtension *factory) {
+    if (factory == nullptr)
+        throw std::runtime_error("the host gives no memory for a factory");
     ZOEAVLParms parms{};
     parms.keylen = 1;
     parms.keyoff = offsetof(Reading, level);
     parms.keytype = ZOEAVL_KEYTYPE_MDBL;
     parms.flags = ZOEAVL_PARM_NOLOCK;
-    return factory->Create(factory, &parms, nullptr, "levels");
+    ZOEAVLTree *const tree = factory->Create(factory, &parms, nullptr, "levels");
+    if (tree == nullptr)
+        throw std::runtime_error("the host gives no memory for a tree");
+    return tree;
 }
 
 void show(ZOEAVLp node) {

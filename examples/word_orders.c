@@ -27,7 +27,7 @@ static ZOEAVLTree *tree_of(ZOEAVLExtension *factory, const ZOEAVLOpTable *order)
                                .keytype = ZOEAVL_KEYTYPE_OPTABLE,
                                .flags = ZOEAVL_PARM_NOLOCK,
                                .optable = order};
-    return factory->Create(factory, &parms, NULL, "words");
+    return factory != NULL ? factory->Create(factory, &parms, NULL, "words") : NULL;
 }
 
 static void list(const char *title, ZOEAVLTree *tree) {

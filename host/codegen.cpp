@@ -22,6 +22,7 @@
 
 #include "formatted.h"
 #include "report.h"
+#include "requests.h"
 #include "zoeavl_host.h"
 
 extern char **environ; // NOLINT(readability-redundant-declaration)
@@ -200,6 +201,8 @@ std::vector<std::string> compiler_command(const char *further_options) {
 
 /* Throws what the compiler or the loader had to say. */
 void *compile_and_load(const std::string &text, std::vector<std::string> command) {
+    if (request_fails())
+        throw std::runtime_error("refused, since ZOEAVL_HOST_FAIL says so");
     const Workshop workshop;
     const std::string unit = workshop.path("unit.c");
     const std::string library = workshop.path("unit.so");

@@ -12,6 +12,7 @@
 
 #include "pools.h"
 #include "report.h"
+#include "requests.h"
 #include "zoeavl.h"
 
 /* There in a program with the address sanitizer, whether or not this library was built with it. */
@@ -93,7 +94,9 @@ class WatchedPool : public ZOPool {
     WatchedPool &operator=(const WatchedPool &) = delete;
 
     void *alloc(uint64_t size, uint32_t flags) {
-        void *const block = size > largest_block ? nullptr : ::operator new(size, std::nothrow);
+        if (size > largest_block || (checks && request_fails()))
+            return nullptr;
+        void *const block = ::operator new(size, std::nothrow);
         if (block == nullptr)
             return nullptr;
         if ((flags & ZOPOOL_ZEROFILL) != 0)
@@ -221,5 +224,5 @@ ZOPool *create_pool(ZOHost *, const ZOPoolParms *, ZOJournal *journal, const cha
 }
 
 ZOPool *create_checked_pool(ZOHost *, const ZOPoolParms *, ZOJournal *journal, const char *name) {
-    return create_watched_pool(true, journal, name);
+    return request_fails() ? nullptr : create_watched_pool(true, journal, name);
 }

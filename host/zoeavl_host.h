@@ -38,7 +38,9 @@ ZOEAVL_HOST_API ZOHost *zoeavl_host(void);
  * that is left when its factory ends. Fresh blocks are filled with 0xCD, freed ones with 0xDD.
  *     Locks: taken for writing by a thread that holds it, taken at all by the thread that writes,
  * taken for reading twice if it isn't of the kind that allows this, released by a thread that
- * doesn't hold it, destroyed while it is held. */
+ * doesn't hold it, destroyed while it is held. A call lets other threads go ahead.
+ *     With ZOEAVL_HOST_FAIL=K in the environment the K-th request for a pool, a lock, a block or a
+ * compilation fails: a program that is run with K from 1 on shows what it does then. */
 ZOEAVL_HOST_API ZOHost *zoeavl_host_checked(void);
 
 /* A journal that writes each report as a line to `stream`, and keeps it as text if `stream` is

@@ -110,4 +110,23 @@ expect "words that aren't there" "2 dictionary: can't read $work/missing" "$stat
 expect "shared indexes" "guarded: 5000 left
 tree: 5000 left
 most urgent by the function in C as by the face: 1" "$("$build/shared_index")"
+
+# Whichever request the host refuses, a program says in a line of its own what it can't do, or goes on.
+refuse() { # how many refusals end it, program, arguments...
+    local ending=0 request status name=${2##*/}
+    for request in {1..20}; do
+        status=0
+        ZOEAVL_HOST_CHECKED=1 ZOEAVL_HOST_FAIL=$request "${@:2}" >"$work/output" 2>"$work/words" || status=$?
+        [ "$status" -ne 0 ] || continue
+        ending=$((ending + 1))
+        expect "$name without request $request" "1 line" "$(grep -c "^$name: " "$work/words") line"
+        expect "its status" few "$([ "$status" -le 2 ] && echo few || echo "$status")"
+    done
+    expect "requests that $name can't do without" "$1" "$ending"
+}
+refuse 4 "$build/word_index" "$work/text"
+refuse 5 "$build/word_index" --order "$source/examples/orders/by_length.h" "$work/text"
+refuse 3 "$build/missing_values" "$levels"
+refuse 4 "$build/shared_index"
+refuse 4 "$build/word_orders" Kelp ant b
 [ "$failures" -eq 0 ]

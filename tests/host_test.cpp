@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include "zoeavl.hpp"
+#include "zoeavl/check.hpp"
 #include "zoeavl_host.h"
 #include "zosupport.h"
 
@@ -422,6 +424,7 @@ TEST(LockedTree, ServesSeveralThreads) {
                 EXPECT_EQ(next, tree->Next(node));
                 last = node;
             }
+            EXPECT_EQ(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, stderr), 0);
             root->rw->Release(root->rw);
         }
     });
@@ -432,6 +435,39 @@ TEST(LockedTree, ServesSeveralThreads) {
     EXPECT_EQ(root->headptr, nullptr);
     tree->destroy(tree);
     extension->RealDestroy(extension);
+}
+
+TEST(GuardedIndex, IsSoundAtEveryLookOfAnotherThread) {
+    struct Item : zoe::node {
+        int key = 0;
+    };
+    zoe::guarded<zoe::index<Item, &Item::key>> guarded;
+    std::vector<Item> items(300);
+    std::atomic<int> writing{2};
+    std::vector<std::thread> threads;
+    for (int w = 0; w < 2; w++)
+        threads.emplace_back([&, w] {
+            for (int step = 0; step < 3000; step++) {
+                Item &item = items[static_cast<std::size_t>(step * 7919 % 150 * 2 + w)];
+                auto index = guarded.write();
+                if (!item.is_linked()) {
+                    item.key = step * 31 % 1000 * 2 + w;
+                    index->insert(item);
+                } else {
+                    EXPECT_TRUE(index->erase(item));
+                }
+            }
+            writing--;
+        });
+    while (writing > 0) {
+        const auto index = guarded.read();
+        const zoe::check_report report = zoe::check(*index);
+        EXPECT_TRUE(report.empty()) << report;
+        EXPECT_EQ(index->size(),
+                  static_cast<std::size_t>(std::distance(index->begin(), index->end())));
+    }
+    for (std::thread &thread : threads)
+        thread.join();
 }
 
 } // namespace
