@@ -1,3 +1,7 @@
+#ifdef __CET__
+#    include <cet.h> /* says of this object that it may stand among those with marked jumps */
+#endif
+
 /* The engine's text as the exported data objects `code` and `codesize`. ENGINE_TEXT is its path. */
     .section .rodata
     .globl  code

@@ -33,7 +33,9 @@ ZOWord zolStatusToJnl(ZOJournal *journal, ZOWord level, ZOWord status, ...) {
     return result;
 }
 
-#if defined(__x86_64__)
+#if defined(__x86_64__) && defined(__CET__)
+#    define GET_LOCALE "endbr64; jmp *96(%rdi)"
+#elif defined(__x86_64__)
 #    define GET_LOCALE "jmp *96(%rdi)"
 #elif defined(__aarch64__)
 #    define GET_LOCALE "ldr x16, [x0, #96]; br x16"
