@@ -1,5 +1,8 @@
 /* Re-keying: takes all records out of a tree and adds them again in the order of a new key. */
-#include "zoeavl/engine/links.hpp"
+#include <optional>
+#include <utility>
+
+#include "zoeavl/engine/walking.hpp"
 
 namespace zoe::inline v2::engine {
 namespace {
@@ -35,13 +38,19 @@ using namespace zoe::engine;
 ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, ZOEAVLp *dupHead,
                          ZOEAVLp *dupTail, ZOJournal *journal) {
     ZOEAVLp node = tree->First(&tree->root);
-    tree->root.headptr = nullptr;
+    const ZOEAVLp old_root = std::exchange(tree->root.headptr, nullptr);
     if (parms != nullptr &&
         ZOEAVLReCreate(tree->extension, tree, parms, journal, nullptr) == nullptr)
         return nullptr;
 
+    std::optional<LookAhead> ahead;
+    const bool goes_in_order = tree->First == ZOEAVLFirst && tree->Next == ZOEAVLNext;
+    if (goes_in_order && node != nullptr && LookAhead::pays(old_root))
+        ahead.emplace(old_root);
     DuplicateChain duplicates;
     while (node != nullptr) {
+        if (ahead)
+            ahead->visit(node);
         const ZOEAVLp next = successor(tree, node);
         links(node)[left] = 0;
         links(node)[right] = 0;
