@@ -32,7 +32,7 @@ tsan() { build tsan zoeavl_concurrent_tests && setarch "$(uname -m)" -R ctest --
 mutants() { scripts/mutate.py --sample 60 --minutes 3 --at-least 90; }
 debug() {
     build debug all && ctest --preset debug
-    abidiff --exported-interfaces-only tests/zoeavl.abi build/debug/libzoeavl.so
+    abidiff --exported-interfaces-only debian/libzoeavl2.abi build/debug/libzoeavl.so
 }
 native() { build native all && ctest --preset native; }
 # The embedded host needs <memory_resource>, which libc++ has from 16 on.

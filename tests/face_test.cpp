@@ -5,6 +5,7 @@
 #include <memory>
 #include <random>
 #include <ranges>
+#include <set>
 
 #include "model.h"
 #include "recording_host.h"
@@ -386,6 +387,44 @@ TEST(Index, ComparesCharactersToTheWholeLength) {
     EXPECT_EQ(&*index.find(std::string("abcd\0\0", 6)), &records[2]) << "filled with zeros";
     EXPECT_FALSE(index.contains("abcde"));
     EXPECT_EQ(index.neighbours("abcde").below, &records[2]);
+}
+
+/* Every second one of texts around the lengths of four and eight, with bytes that sort first and
+ * last, against the standard's order. */
+template <auto key, class Index = zoe::index<Record, key>>
+void order_texts() {
+    std::set<std::string> texts;
+    for (const char *const start : {"", "ab", "abcdef"})
+        for (int spelling = 0; spelling < 256; spelling++) {
+            std::string text = start;
+            for (int rest = spelling; rest != 0; rest /= 4)
+                text += std::string("\0a\x80\xFF", 4)[static_cast<std::size_t>(rest % 4)];
+            texts.insert(text);
+        }
+    Index index;
+    std::vector<Record> records(texts.size());
+    std::size_t rank = 0;
+    for (const std::string &text : texts) {
+        Record &r = records[rank++];
+        r.string = text;
+        r.varying = {r.string.data(), static_cast<std::uint32_t>(r.string.size())};
+        if (rank % 2 == 1)
+            index.insert(r);
+    }
+    EXPECT_TRUE(std::ranges::is_sorted(index, {}, &Record::string));
+    for (std::size_t i = 0; i < records.size(); i++) {
+        const auto place = index.lower_bound(records[i].string);
+        ASSERT_EQ(index.contains(records[i].string), i % 2 == 0);
+        ASSERT_TRUE(place == index.end() ? i + 1 == records.size()
+                                         : &*place == &records[i + i % 2]);
+    }
+}
+
+TEST(Index, OrdersTextsAsBytesThenByLength) {
+    order_texts<&Record::string>();
+    order_texts<&Record::varying>();
+    order_texts<zoe::prefixed<&Record::string, &Record::u64>>();
+    order_texts<[](const Record &r) -> std::string_view { return r.string; }>();
 }
 
 TEST(Index, TakesPrefixesAndRangesOfSeveralKeys) {
