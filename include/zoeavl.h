@@ -72,11 +72,18 @@ extern "C" {
 /* What the library exports. */
 #define ZOEAVL_API __attribute__((visibility("default")))
 
-/* The library uses its own data where it stands. A weak declaration makes a position-independent
- * program reach it there too, by the global offset table, where a plain one would get a copy of its
- * own; without position independence compile with -fPIC. */
+/* The library uses its own data where it stands. Code with -fPIC reaches it there by the global
+ * offset table; in other programs a plain declaration would get them a copy of their own, and a weak
+ * one doesn't. But a linker that leaves out what it takes for unneeded (--as-needed, which is the
+ * default of some compilers) doesn't count weak references: a program that names tables and calls no
+ * function of the library is compiled with -fPIC or linked with --no-as-needed, as CMake's targets
+ * and pkg-config see to by themselves. */
 #ifndef ZOEAVL_DATA
-#    define ZOEAVL_DATA ZOEAVL_API __attribute__((weak))
+#    if defined(__PIC__) && !defined(__PIE__)
+#        define ZOEAVL_DATA ZOEAVL_API
+#    else
+#        define ZOEAVL_DATA ZOEAVL_API __attribute__((weak))
+#    endif
 #endif
 
 /* ---- Nodes and roots --------------------------------------------------------------------------

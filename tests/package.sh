@@ -35,6 +35,11 @@ int main(void) {
     return Exported_ZOHandle != (ZOHost *)(void *)&host;
 }
 END
+# Nor is the library left out if a program uses nothing but its data.
+cat >tables.c <<'END'
+#include <zoeavl.h>
+int main(void) { return &cbi64 == 0 || cbi64.adder == 0; }
+END
 warnings='-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-align=strict -Werror'
 cxx_warnings="$warnings -Winvalid-offsetof -Wold-style-cast -Wuseless-cast"
 expected='Bergen
@@ -51,11 +56,14 @@ check() { # prefix, folder of its libraries
     eval "${compile_here//cc /cc $warnings }"
     # shellcheck disable=SC2046 # several words
     cc data.c $(pkg-config --cflags --libs zoeavl) -o data
+    # shellcheck disable=SC2046 # several words
+    cc -Wl,--as-needed tables.c $(pkg-config --cflags --libs zoeavl) -o tables
     for program in "$1-cmake/cities" "$1-cmake/cities_in_c" ./cities ./cities_in_c; do
         [ "$($program)" = "$expected" ] || fail "$program, built against $1, says otherwise"
     done
     ./data || fail "a program has a copy of the library's data"
-    rm cities cities_in_c data
+    ./tables || fail "a program of tables alone lost the library"
+    rm cities cities_in_c data tables
 }
 
 build=$work/build
