@@ -412,8 +412,10 @@ class operations {
                 record_at(ended_left ? landing.node : threaded)};
     }
 
+    /* In line, as `remove` is: a search is made in registers, and waits where it is handed on in
+     * memory. */
     template <class Search, class Make>
-    std::pair<iterator, bool> inserted(const Search &search, Make make) {
+    [[gnu::always_inline]] std::pair<iterator, bool> inserted(const Search &search, Make make) {
         const ZOEAVLp root = head();
         ZOEAVLp node = nullptr;
         if (root == nullptr) {
@@ -434,7 +436,7 @@ class operations {
 
     /* Removes the node that is sought, if it is `only` or `only` is null. */
     template <class Search>
-    ZOEAVLp remove(const Search &search, ZOEAVLp only = nullptr) {
+    [[gnu::always_inline]] ZOEAVLp remove(const Search &search, ZOEAVLp only = nullptr) {
         const ZOEAVLp root = head();
         if (root == nullptr)
             return nullptr;
