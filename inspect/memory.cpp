@@ -53,6 +53,14 @@ bool Memory::mark(std::uintptr_t address) {
     return first;
 }
 
+void Memory::prefetch(std::uintptr_t address) const {
+    if (taken == 0)
+        return;
+    const Known &entry = known[place_of(address / page_size)];
+    if (entry.copy != nullptr)
+        __builtin_prefetch(entry.copy->bytes + address % page_size);
+}
+
 Memory::Page *Memory::page(std::uintptr_t number) {
     if (latest.number == number + 1)
         return latest.copy;

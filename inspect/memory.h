@@ -23,6 +23,9 @@ class Memory {
         return read(address, &value, sizeof value);
     }
 
+    /* Has what will be read soon ready in the cache, if it was copied. */
+    void prefetch(std::uintptr_t address) const;
+
     /* True the first time only; of an address that could be read. */
     bool mark(std::uintptr_t address);
 

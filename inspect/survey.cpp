@@ -79,6 +79,7 @@ int Survey::visit(Found self) {
         gap = true;
         return unknown;
     }
+    memory.prefetch(address(self.links[right]));
     const int left_height = visit_side(self, left, found.size());
     const std::size_t place = found.size();
     judge_threads(self);
