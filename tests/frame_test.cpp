@@ -4,8 +4,8 @@
 #include <tuple>
 #include <utility>
 
-#include "lock_discipline.h"
 #include "model.h"
+#include "recording_host.h"
 
 namespace {
 
@@ -344,14 +344,6 @@ TEST_F(Frame, GenericWrappersLockAroundTheTablesSlots) {
               reinterpret_cast<ZOEAVLp>(&next));
     EXPECT_EQ(previous, &record.node);
     EXPECT_EQ(host.calls(), (Calls{"Get 1 1", "slot 2", "Release"}));
-}
-
-TEST_F(Frame, LockedTwinsTouchNothingOutsideTheLock) {
-    for (const std::int32_t keylen : {1, 2}) {
-        ZOEAVLParms parms = parms_for(3, keylen);
-        parms.keyoff = offsetof(LockedTree::Record, key);
-        expect_lock_discipline(host, create(parms));
-    }
 }
 
 TEST_F(Frame, ExternalRootsUseTheTreeAsConfigurationAlone) {

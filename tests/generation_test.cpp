@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "lock_discipline.h"
-#include "model.h"
 #include "zoeavl_host.h"
 
 namespace {
@@ -174,42 +173,27 @@ TEST(Driver, DescribesTheLayouts) {
 /* ---- Compiled operations
  * -------------------------------------------------------------------------- */
 
-struct Record {
-    ZOEAVLNODE node;
-    std::int32_t key;
-    char bytes[8]; /* the key once more, in an order that memcmp has */
-};
-static_assert(sizeof(Record) % 8 == 4, "records then stand at every multiple of four");
-
-extern "C" const ZOEAVLOpTable order_of_bytes, order_of_integers, order_by_halves;
-
-/* An order as text, and as the table that was compiled from its like at build time. */
+/* An order as the table that was compiled from it at build time, and as text of its like. */
 struct Order {
-    const ZOEAVLOpTable *table;
+    Type type;
     const char *text;
-    std::int32_t keyoff, keylen;
-    bool descending;
-    bool finds_by_twice_the_key;
 };
 
 const Order orders[] = {
-    {&order_of_bytes,
+    {{&order_of_bytes, units_less<unsigned char>, 1, 4, Form::direct},
      "#define ZOEAVL_COMP(a,b,n,p,f) { int c = __builtin_memcmp((a), (b), (n)); \\\n"
-     "    if (c < 0) goto p; else if (c > 0) goto f; }",
-     offsetof(Record, bytes), 4, false, false},
-    {&order_of_integers,
+     "    if (c < 0) goto p; else if (c > 0) goto f; }"},
+    {{&order_of_integers, units_less<std::int32_t>, 4, 1, Form::direct},
      "#define ZOEAVL_COMP(a,b,n,p,f) { int x = *(int *)(a), y = *(int *)(b); \\\n"
-     "    if (x < y) goto p; else if (x > y) goto f; }",
-     offsetof(Record, key), 1, false, false},
-    {&order_by_halves,
+     "    if (x < y) goto p; else if (x > y) goto f; }"},
+    {{&order_by_halves, [](const Key &x, const Key &y) { return units_less<std::int32_t>(y, x); },
+      4, 1, Form::direct, true},
      "static int by_half(void *a, void *b) { long x = *(long *)a / 2, y = *(int *)b; \\\n"
      "    return (x < y) - (x > y); }\n"
      "#define ZOEAVL_COMP(a,b,n,p,f) if (*(int *)(a) > *(int *)(b)) goto p; else \\\n"
      "    if (*(int *)(a) < *(int *)(b)) goto f;\n"
      "#define ZOEAVL_FINDCOMP(a,b,n,p,f) { int c = by_half((a), (b)); if (c < 0) goto p; else if "
-     "(c > "
-     "0) goto f; }",
-     offsetof(Record, key), 1, true, true},
+     "(c > 0) goto f; }"},
 };
 
 class Generated : public testing::Test {
@@ -236,7 +220,8 @@ class Generated : public testing::Test {
 
     ZOEAVLTree *create(const Order &order, std::uint32_t flags,
                        ZOEAVLKeyType keytype = ZOEAVL_KEYTYPE_GENERATED) {
-        const ZOEAVLParms parms{order.keylen, order.keyoff, keytype, flags, order.table, 0};
+        const ZOEAVLParms parms{
+            order.type.keylen, sizeof(ZOEAVLNODE), keytype, flags, order.type.table, 0};
         return created.emplace_back(extension->Create(extension, &parms, nullptr, nullptr));
     }
     static ZOModule *generate(ZOEAVLTree *tree, const char *text, ZOJournal *journal = nullptr,
@@ -251,74 +236,32 @@ class Generated : public testing::Test {
     std::vector<ZOEAVLTree *> created;
 };
 
-void run_against_model(const Order &order, ZOEAVLTree *tree, std::size_t limit, unsigned steps) {
-    std::vector<Record> records(limit);
-    for (std::size_t i = 0; i < limit; i++) {
-        records[i].key = static_cast<std::int32_t>(order.descending ? limit - i : i);
-        std::memcpy(records[i].bytes, "\0\0\x7F", 4);
-        records[i].bytes[3] = static_cast<char>(i);
-    }
-    std::vector<bool> present(limit);
-    model::Tree expected;
-    tree->root.headptr = nullptr;
-    std::mt19937 random(5);
-    for (unsigned step = 0; step < steps; step++) {
-        const std::size_t pick = random() % limit;
-        Record twin = records[pick];
-        const auto place = static_cast<std::size_t>(
-            std::count(present.begin(), present.begin() + static_cast<std::ptrdiff_t>(pick), true));
-        const ZOEAVLp here = present[pick] ? &records[pick].node : nullptr;
-        std::int64_t twice = 2 * twin.key;
-        char *const key = reinterpret_cast<char *>(&twin) + order.keyoff;
-        const void *const lookup_key =
-            order.finds_by_twice_the_key ? static_cast<void *>(&twice) : key;
-        ZOEAVLp previous = &twin.node;
-        ZOEAVLp next = &twin.node;
-        ASSERT_EQ(tree->finder(&tree->root, lookup_key), here);
-        ASSERT_EQ(tree->fuzzier(&tree->root, lookup_key, &previous, step % 2 ? &next : nullptr),
-                  here);
-        ASSERT_EQ(previous, expected.before(place));
-        ASSERT_EQ(next, step % 2 ? expected.at(here ? place + 1 : place) : &twin.node);
-        ASSERT_EQ(tree->fuzzier(&tree->root, lookup_key, nullptr, &next), here);
-        if (random() % 8 < (step / 700 % 2 == 0 ? 6U : 1U)) {
-            ASSERT_EQ(tree->adder(&tree->root, here ? &twin.node : &records[pick].node),
-                      here ? here : &records[pick].node);
-            if (!here)
-                expected.insert(place, &records[pick].node);
-            present[pick] = true;
-        } else {
-            ASSERT_EQ(tree->killer(&tree->root, key), here);
-            if (here)
-                expected.remove(place);
-            present[pick] = false;
-        }
-        ASSERT_TRUE(model::same(expected, tree->root.headptr)) << "step " << step;
-    }
-}
-
 /* No tree is as high as the array for its path is long, but a chain is that leans left down to its
  * last node, which leans right, so that nothing moves when it gets a left child. */
 void expect_room_for_the_longest_path(ZOEAVLTree *tree) {
     constexpr std::size_t length = 90;
-    std::vector<Record> chain(length + 2);
-    const auto link = [](const Record &record, std::uintptr_t tags) {
-        return reinterpret_cast<ZOEAVLp>(reinterpret_cast<std::uintptr_t>(&record) + tags);
+    std::vector<KeyedRecord> chain(length + 2);
+    const auto link = [](KeyedRecord &record, std::uintptr_t tags) {
+        return reinterpret_cast<ZOEAVLp>(model::word(&record.node) + tags);
+    };
+    const auto key = [](KeyedRecord &record) -> std::int32_t & {
+        return *reinterpret_cast<std::int32_t *>(record.after);
     };
     for (std::size_t i = 0; i < length; i++) {
-        chain[i].key = static_cast<std::int32_t>(2 * (length - i));
+        key(chain[i]) = static_cast<std::int32_t>(2 * (length - i));
         chain[i].node = {link(chain[i + 1], 1), i > 0 ? link(chain[i - 1], 2) : nullptr};
     }
-    Record &last = chain[length - 1];
-    Record &right = chain[length];
-    Record &added = chain[length + 1];
-    right.key = last.key + 1;
+    KeyedRecord &last = chain[length - 1];
+    KeyedRecord &right = chain[length];
+    KeyedRecord &added = chain[length + 1];
+    key(right) = key(last) + 1;
     right.node = {link(last, 2), link(chain[length - 2], 2)};
     last.node = {reinterpret_cast<ZOEAVLp>(2), link(right, 1)};
     tree->root.headptr = &chain[0].node;
     EXPECT_EQ(tree->adder(&tree->root, &added.node), &added.node);
     EXPECT_EQ(model::words_of(&last.node),
               (model::Words{model::word(&added.node), model::word(&right.node)}));
-    EXPECT_EQ(tree->killer(&tree->root, &added.key), &added.node);
+    EXPECT_EQ(tree->killer(&tree->root, added.after), &added.node);
     EXPECT_EQ(model::words_of(&last.node), (model::Words{2, model::word(link(right, 1))}));
 }
 
@@ -343,9 +286,13 @@ TEST_F(Generated, OperationsAgreeWithTheModel) {
         ASSERT_NE(modules[i], nullptr);
         for (ZOEAVLTree *const tree :
              {trees[i], create(orders[i / 2], i % 2, ZOEAVL_KEYTYPE_OPTABLE)}) {
-            for (const std::size_t limit :
-                 {7U, 200U}) // small trees rotate at the root and get empty
-                ASSERT_NO_FATAL_FAILURE(run_against_model(orders[i / 2], tree, limit, 5000)) << i;
+            for (const std::size_t limit : {7U, 200U}) { // small trees get empty
+                RandomBytes random;
+                Operations run(orders[i / 2].type, i % 2 == 0, sizeof(ZOEAVLNODE), limit);
+                run.use(&tree->adder);
+                for (int step = 0; step < 2000 && !HasFailure(); step++)
+                    run.step(random);
+            }
             if (i / 2 == 1)
                 expect_room_for_the_longest_path(tree);
         }
@@ -361,7 +308,7 @@ TEST_F(Generated, LockedOperationsTakeTheLockAsTheBuiltInTwinsDo) {
     ZOModule *const module = generate(generated, orders[1].text);
     for (ZOEAVLTree *const tree : {generated, create(orders[1], 0, ZOEAVL_KEYTYPE_OPTABLE)}) {
         ZOLock *const own = std::exchange(tree->root.rw, &host.lock);
-        expect_lock_discipline(host, tree);
+        expect_lock_discipline(host, tree, orders[1].type);
         tree->root.rw = own;
     }
     module->Destroy(module);

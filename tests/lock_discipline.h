@@ -4,7 +4,7 @@
 #define ZOEAVL_TESTS_LOCK_DISCIPLINE_H
 
 #include "guarded.h"
-#include "model.h"
+#include "operations.h"
 #include "recording_host.h"
 
 /* A locked tree of which everything is wrong at the wrong time. While the lock isn't held, records,
@@ -13,17 +13,15 @@
  * isn't, nor that head, and another lock is to be released. */
 class LockedTree {
   public:
-    struct Record {
-        ZOEAVLNODE node;
-        std::int32_t key[2];
+    struct Record : KeyedRecord {
         ZOEAVLp previous, next;
     };
     static constexpr std::size_t count = 64;
 
-    /* The lock of `tree_` is the host's, its key an integer, or two, at `key` of a Record. */
+    /* The lock of `tree_` is the host's. */
     LockedTree(RecordingHost &host_, ZOEAVLTree *tree_)
         : host(host_), tree(tree_), guarded((count + 1) * sizeof(Record)),
-          records(reinterpret_cast<Record *>(guarded.begin())), probe(records[count]),
+          records(new (guarded.begin()) Record[count + 1]{}), probe(records[count]),
           wrong(reinterpret_cast<ZOEAVLp>(guarded.end())), right(tree->root) {
         host.on_get = [this] {
             guarded.allow(PROT_READ | PROT_WRITE);
@@ -36,6 +34,7 @@ class LockedTree {
         };
     }
     ~LockedTree() {
+        std::destroy_n(records, count + 1);
         tree->root = right;
         host.on_get = nullptr;
     }
@@ -91,28 +90,32 @@ class LockedTree {
     ZOEAVL_ROOT right;
 };
 
-inline void expect_lock_discipline(RecordingHost &host, ZOEAVLTree *tree) {
+inline void expect_lock_discipline(RecordingHost &host, ZOEAVLTree *tree, const Type &type) {
     LockedTree locked(host, tree);
+    const std::int32_t keyoff = tree->root.keyoff;
+    const std::vector<Key> keys = sorted_keys(type, LockedTree::count + 2);
+    const void *const wanted = locked.probe.field(keyoff);
     EXPECT_EQ(locked.remove(nullptr), nullptr) << "no key is read of an empty tree";
     EXPECT_EQ(locked.find(nullptr), nullptr);
     EXPECT_EQ(locked.find_with_neighbours(nullptr), nullptr);
     for (std::size_t i = 0; i < LockedTree::count; i++) { // growth, levelling, rotations
         LockedTree::Record &record = locked.records[i];
-        record.key[0] = locked.probe.key[0] = static_cast<std::int32_t>(i * 29 % LockedTree::count);
+        const Key &key = keys[1 + i * 29 % LockedTree::count];
+        record.set(type, keyoff, key);
+        locked.probe.set(type, keyoff, key);
         EXPECT_EQ(locked.add(record), &record.node);
         EXPECT_EQ(locked.add(locked.probe), &record.node);
     }
-    for (std::int32_t key = -1; key <= static_cast<std::int32_t>(LockedTree::count); key++) {
-        locked.probe.key[0] = key;
-        const ZOEAVLp found = locked.find(locked.probe.key);
-        EXPECT_EQ(locked.find_with_neighbours(locked.probe.key), found);
-        EXPECT_EQ(found != nullptr, key >= 0 && key < static_cast<std::int32_t>(LockedTree::count));
-    }
-    for (std::int32_t key = static_cast<std::int32_t>(LockedTree::count); key >= -1; key--) {
-        locked.probe.key[0] = key;
-        const ZOEAVLp found = locked.find(locked.probe.key);
-        EXPECT_EQ(locked.remove(locked.probe.key), found);
-    }
+    for (const bool removing : {false, true})
+        for (const Key &key : keys) {
+            locked.probe.set(type, keyoff, key);
+            const ZOEAVLp found = locked.find(wanted);
+            EXPECT_EQ(locked.find_with_neighbours(wanted), found);
+            EXPECT_EQ(found != nullptr, &key != &keys.front() && &key != &keys.back());
+            if (removing) {
+                EXPECT_EQ(locked.remove(wanted), found);
+            }
+        }
 }
 
 #endif
