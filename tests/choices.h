@@ -18,7 +18,8 @@ class RandomBytes {
   public:
     template <class Integer>
     Integer ConsumeIntegralInRange(Integer low, Integer high) {
-        return static_cast<Integer>(low + static_cast<Integer>(random() % (high - low + 1)));
+        return static_cast<Integer>(
+            low + static_cast<Integer>(random() % (static_cast<std::uint64_t>(high - low) + 1)));
     }
     template <class Integer>
     Integer ConsumeIntegral() {

@@ -7,7 +7,6 @@
 #include "zoeavl.hpp"
 #include "zoeavl/engine/building.hpp"
 #include "zoeavl/engine/cutting.hpp"
-#include "zoeavl/engine/lockstep.hpp"
 #include "zoeavl/engine/scanning.hpp"
 
 namespace {
@@ -50,19 +49,10 @@ struct Search {
     std::int32_t sought;
 };
 
-model::ShapeP shape_of(ZOEAVLp node) {
-    const auto [left, right] = model::words_of(node);
-    return model::join(left & 2 ? nullptr : shape_of(reinterpret_cast<ZOEAVLp>(left & ~3UL)),
-                       right & 2 ? nullptr : shape_of(reinterpret_cast<ZOEAVLp>(right & ~3UL)));
-}
-bool is_avl(const model::ShapeP &s) {
-    return !s || (std::abs(model::height(s->left) - model::height(s->right)) <= 1 &&
-                  is_avl(s->left) && is_avl(s->right));
-}
 /* True if the tree holds just these records, balanced, each word right. */
 bool sound(const std::vector<ZOEAVLp> &order, ZOEAVLp head) {
-    const model::ShapeP shape = head != nullptr ? shape_of(head) : nullptr;
-    return model::size(shape) == order.size() && is_avl(shape) &&
+    const model::ShapeP shape = head != nullptr ? model::shape_of(head) : nullptr;
+    return model::size(shape) == order.size() && model::is_avl(shape) &&
            model::same(model::Tree{order, shape}, head);
 }
 
@@ -144,7 +134,7 @@ TEST(Many, StaysSoundInLargeTrees) {
         for (int round = 0; round < 100; round++) {
             std::size_t at[] = {random() % (count + 1), random() % (count + 1)};
             std::sort(std::begin(at), std::end(at));
-            const model::ShapeP shape = shape_of(head);
+            const model::ShapeP shape = model::shape_of(head);
             ASSERT_NO_FATAL_FAILURE(check_cuts(records, shape, at[0], at[1]));
             head = records.linked(shape);
             const Path path(head, at[round % 2], 1);
@@ -179,28 +169,6 @@ TEST(Many, BuildsCompleteTreesAndScansThemInBothDirections) {
             unlinked++;
         });
         ASSERT_EQ(unlinked, count);
-    }
-}
-
-TEST(Many, SearchesInLockstepFindWhatSingleOnesFind) {
-    const Records records(300);
-    for (const std::size_t count : {1U, 2U, 3U, 20U, 300U}) {
-        core::Builder builder(count);
-        for (std::size_t i = 0; i < count; i++)
-            builder.append(records.order[i]);
-        const ZOEAVLp head = builder.finish();
-        for (std::size_t first = 0; first <= 2 * count; first += 16) {
-            Search sought[16];
-            for (std::size_t i = 0; i < 16; i++)
-                sought[i] = {static_cast<std::int32_t>(first + i * 7 % 16)};
-            std::uintptr_t at[16];
-            core::descend_together(head, sought, std::identity(), at);
-            for (std::size_t i = 0; i < 16; i++) {
-                const std::size_t key = static_cast<std::size_t>(sought[i].sought);
-                ASSERT_EQ(core::found_at(core::node_at_plain(at[i]), sought[i]),
-                          key % 2 == 1 && key < 2 * count ? records.order[key / 2] : nullptr);
-            }
-        }
     }
 }
 
@@ -248,6 +216,13 @@ void drive(std::size_t count, int steps, Value value) {
             item = &items[random() % (2 * count)];
         return found;
     };
+    const auto loose_picks = [&](std::size_t number) {
+        Items found = picks(number);
+        std::erase_if(found, [](const Item *item) { return item->is_linked(); });
+        std::sort(found.begin(), found.end());
+        found.erase(std::unique(found.begin(), found.end()), found.end());
+        return found;
+    };
     const auto with_key = [&](std::size_t rank, auto act) {
         if constexpr (sizeof...(keys) > 1)
             return std::apply(act, value(rank));
@@ -281,10 +256,7 @@ void drive(std::size_t count, int steps, Value value) {
         };
         switch (random() % 9) {
         case 0: {
-            Items picked = picks(random() % (count / 2));
-            std::erase_if(picked, [](const Item *item) { return item->is_linked(); });
-            std::sort(picked.begin(), picked.end());
-            picked.erase(std::unique(picked.begin(), picked.end()), picked.end());
+            const Items picked = loose_picks(random() % (count / 2));
             const Items left_out = admitted(picked, expected);
             ASSERT_EQ(index.insert_many(picked, std::back_inserter(out)),
                       picked.size() - left_out.size());
@@ -382,10 +354,7 @@ void drive(std::size_t count, int steps, Value value) {
                     ASSERT_EQ(appender.insert(*item).second, expected[rank_of(item)] == nullptr);
                     admitted({item}, expected);
                 }
-            Items rest = picks(20);
-            std::erase_if(rest, [](const Item *item) { return item->is_linked(); });
-            std::sort(rest.begin(), rest.end());
-            rest.erase(std::unique(rest.begin(), rest.end()), rest.end());
+            Items rest = loose_picks(20);
             std::stable_sort(rest.begin(), rest.end(), is_ahead);
             const Items left_out = admitted(rest, expected);
             ASSERT_EQ(appender.insert_range(rest), rest.size() - left_out.size());

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -95,6 +96,17 @@ inline Words words_of(ZOEAVLp node) {
     return {word(node->llink), word(node->rlink)};
 }
 
+/* The shape of a real tree, by its links alone. */
+inline ShapeP shape_of(ZOEAVLp node) {
+    const auto [left, right] = words_of(node);
+    return join(left & 2 ? nullptr : shape_of(reinterpret_cast<ZOEAVLp>(left & ~3UL)),
+                right & 2 ? nullptr : shape_of(reinterpret_cast<ZOEAVLp>(right & ~3UL)));
+}
+inline bool is_avl(const ShapeP &s) {
+    return !s || (std::abs(height(s->left) - height(s->right)) <= 1 && is_avl(s->left) &&
+                  is_avl(s->right));
+}
+
 /* A tree of the model: its records in order, and its shape. */
 struct Tree {
     std::vector<ZOEAVLp> order;
@@ -107,6 +119,18 @@ struct Tree {
     void remove(std::size_t index) {
         order.erase(order.begin() + static_cast<std::ptrdiff_t>(index));
         shape = removed(shape, index);
+    }
+    /* Takes over the shape that its records have now; false if they aren't one balanced tree. */
+    bool reshape() {
+        std::set<std::uintptr_t> roots;
+        for (const ZOEAVLp node : order)
+            roots.insert(word(node));
+        for (const ZOEAVLp node : order)
+            for (const ZOEAVLp link : {node->llink, node->rlink})
+                if ((word(link) & 2) == 0)
+                    roots.erase(word(link) & ~3UL);
+        shape = roots.empty() ? nullptr : shape_of(reinterpret_cast<ZOEAVLp>(*roots.begin()));
+        return size(shape) == order.size() && is_avl(shape);
     }
     [[nodiscard]] ZOEAVLp at(std::size_t index) const {
         return index < order.size() ? order[index] : nullptr;
@@ -160,21 +184,14 @@ inline bool same(const Tree &tree, ZOEAVLp head) {
 
 /* True if walking the real tree in both directions meets the model's records. */
 inline bool walks_alike(const Tree &tree, const ZOEAVL_ROOT *root) {
-    ZOEAVLp node = ZOEAVLFirst(root);
-    for (const ZOEAVLp expected : tree.order) {
-        if (node != expected)
-            return false;
-        node = ZOEAVLNext(node);
-    }
-    if (node != nullptr)
-        return false;
-    node = ZOEAVLLast(root);
-    for (auto it = tree.order.rbegin(); it != tree.order.rend(); ++it) {
-        if (node != *it)
-            return false;
-        node = ZOEAVLPrev(node);
-    }
-    return node == nullptr;
+    std::vector<ZOEAVLp> forward;
+    std::vector<ZOEAVLp> backward;
+    for (ZOEAVLp node = ZOEAVLFirst(root); node != nullptr; node = ZOEAVLNext(node))
+        forward.push_back(node);
+    for (ZOEAVLp node = ZOEAVLLast(root); node != nullptr; node = ZOEAVLPrev(node))
+        backward.push_back(node);
+    std::reverse(backward.begin(), backward.end());
+    return forward == tree.order && backward == tree.order;
 }
 
 } // namespace model
