@@ -4,6 +4,7 @@
 #include <cstring>
 #include <malloc.h>
 #include <random>
+#include <regex>
 #include <sys/resource.h>
 
 #include "guarded.h"
@@ -68,57 +69,43 @@ class Desk {
     Record records[20]{};
 };
 
-struct Slip {
-    const char *name;
-    const char *told;
-    std::string (*commit)(Desk &desk);
-};
-
 constexpr ZOEAVLParms plain(std::int32_t keylen, std::int32_t keyoff, ZOEAVLKeyType type) {
     return {keylen, keyoff, type, ZOEAVL_PARM_NOLOCK, nullptr, 0};
 }
 
-const Slip slips[] = {
+/* Each is committed at the desk, whose tree is reported on then. */
+const struct {
+    const char *name, *told;
+    void (*commit)(Desk &desk);
+} slips[] = {
     {"flattened without a null in the head", "was the head set to null after flattening",
-     [](Desk &desk) {
-         desk.tree->ToList(desk.tree, nullptr);
-         return report_on(desk.tree);
-     }},
+     [](Desk &desk) { desk.tree->ToList(desk.tree, nullptr); }},
     {"a record in two trees", "is the record in two trees",
      [](Desk &desk) {
          ZOEAVLTree *const other = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
          desk.add(other, 6);
          desk.add(other, 8);
-         return report_on(desk.tree);
      }},
     {"a record removed from another tree", "this record was removed",
      [](Desk &desk) {
          ZOEAVLTree *const other = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
          desk.add(other, 6);
          other->killer(&other->root, &desk.records[6].key);
-         return report_on(desk.tree);
      }},
     {"a record added again under another key", "was the record added twice",
      [](Desk &desk) {
          desk.records[12].key = -5;
          desk.add(desk.tree, 12);
-         return report_on(desk.tree);
      }},
-    {"a key changed in the tree", "place 16: key: expected a key above that of the record",
-     [](Desk &desk) {
-         desk.records[16].key = 3;
-         const std::string report = report_on(desk.tree);
-         EXPECT_NE(report.find("this record isn't found by its own key"), report.npos);
-         EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 1) << report;
-         return report;
-     }},
-    {"the key of the root changed in the tree", "place 7: key: expected a key below",
+    {"a key changed in the tree",
+     "^record [^\n]*place 16: key: expected a key above that of the record.*isn't found by its own "
+     "key.*\n$",
+     [](Desk &desk) { desk.records[16].key = 3; }},
+    {"the key of the root changed in the tree",
+     "place 7: key: expected a key below.*Records below this one aren't found",
      [](Desk &desk) {
          desk.records[7].key = 1000;
          EXPECT_EQ(desk.tree->root.headptr, &desk.records[7].node);
-         const std::string report = report_on(desk.tree);
-         EXPECT_NE(report.find("Records below this one aren't found"), report.npos) << report;
-         return report;
      }},
     {"a key changed under the caller's own operations", "isn't found by its own key",
      [](Desk &desk) {
@@ -126,20 +113,16 @@ const Slip slips[] = {
          desk.tree->optable = &own;
          EXPECT_EQ(report_on(desk.tree), "");
          desk.records[16].key = 3;
-         return report_on(desk.tree);
      }},
     {"a copy of the root from earlier", "is the head an old copy of the root",
      [](Desk &desk) {
-         const ZOEAVLp copy = &desk.records[3].node;
-         return text_of([&](FILE *out) {
-             return zoeavl_check_root(desk.tree, &copy, ZOEAVL_CHECK_ORDER, out);
-         });
+         const ZOEAVLp copy = std::exchange(desk.tree->root.headptr, &desk.records[3].node);
+         EXPECT_EQ(zoeavl_check_root(desk.tree, &copy, ZOEAVL_CHECK_ORDER, nullptr), 0);
      }},
     {"a record whose memory is gone", "was the record freed, or moved",
      [](Desk &desk) {
          auto *const gone = reinterpret_cast<Record *>(Guarded(1).begin());
          desk.records[4].node.llink = &gone->node;
-         return report_on(desk.tree);
      }},
     {"a record moved within memory that is there", "or was it copied or moved",
      [](Desk &desk) {
@@ -148,54 +131,44 @@ const Slip slips[] = {
          std::memset(&desk.records[19], 0x42, sizeof(Record));
          desk.records[18].node.rlink = &moved.node;
          moved.node.llink = reinterpret_cast<ZOEAVLp>(model::word(&desk.records[17].node) + 2);
-         return report_on(desk.tree);
      }},
     {"length and offset swapped", "were length and offset of the key swapped",
      [](Desk &desk) {
-         ZOEAVLTree *const odd = desk.make(plain(24, 1, ZOEAVL_KEYTYPE_I64));
-         odd->adder(&odd->root, &desk.records[0].node);
-         return report_on(odd);
+         desk.tree = desk.make(plain(24, 1, ZOEAVL_KEYTYPE_I64));
+         desk.add(desk.tree, 0);
      }},
     {"a NaN as the key of a double tree", "a NaN equals every key",
      [](Desk &desk) {
-         ZOEAVLTree *const doubles = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_DBL));
+         desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_DBL));
          const double nan = NAN;
          std::memcpy(&desk.records[0].key, &nan, sizeof nan);
-         desk.add(doubles, 0);
-         return report_on(doubles);
+         desk.add(desk.tree, 0);
      }},
     {"a number where the pointer to the key belongs", "a pointer of the right kind",
      [](Desk &desk) {
-         ZOEAVLTree *const odd = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64P));
-         desk.add(odd, 5);
-         return report_on(odd);
+         desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64P));
+         desk.add(desk.tree, 5);
      }},
     {"records added to a tree without keys", "since all keys of length 0 are equal",
      [](Desk &desk) {
          const ZOEAVLParms parms = plain(0, 0, ZOEAVL_KEYTYPE_CHAR);
          ZOEAVLReCreate(desk.factory, desk.tree, &parms, nullptr, nullptr);
-         return report_on(desk.tree);
      }},
     {"use after destroy", "was the tree destroyed",
-     [](Desk &desk) {
-         desk.tree->destroy(desk.tree);
-         return report_on(desk.tree);
-     }},
+     [](Desk &desk) { desk.tree->destroy(desk.tree); }},
     {"a factory ended ahead of its tree", "or its factory ended ahead of it",
-     [](Desk &desk) {
-         desk.factory->RealDestroy(desk.factory);
-         return report_on(desk.tree);
-     }},
-    {"null for a tree", "was the tree destroyed", [](Desk &) { return report_on(nullptr); }},
+     [](Desk &desk) { desk.factory->RealDestroy(desk.factory); }},
+    {"null for a tree", "was the tree destroyed", [](Desk &desk) { desk.tree = nullptr; }},
 };
 
 TEST(Slips, AreNamed) {
-    for (const Slip &slip : slips) {
+    for (const auto &slip : slips) {
         SCOPED_TRACE(slip.name);
         Desk desk;
         ASSERT_EQ(report_on(desk.tree), "");
-        const std::string report = slip.commit(desk);
-        EXPECT_NE(report.find(slip.told), report.npos) << report;
+        slip.commit(desk);
+        const std::string report = report_on(desk.tree);
+        EXPECT_TRUE(std::regex_search(report, std::regex(slip.told))) << report;
     }
 }
 

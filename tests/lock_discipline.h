@@ -18,13 +18,16 @@ class LockedTree {
     };
     static constexpr std::size_t count = 64;
 
-    /* The lock of `tree_` is the host's. */
-    LockedTree(RecordingHost &host_, ZOEAVLTree *tree_)
-        : host(host_), tree(tree_), guarded((count + 1) * sizeof(Record)),
-          records(new (guarded.begin()) Record[count + 1]{}), probe(records[count]),
-          wrong(reinterpret_cast<ZOEAVLp>(guarded.end())), right(tree->root) {
+    /* A tree like that one, under the host's lock, of which the page up to its head is closed. */
+    LockedTree(RecordingHost &host_, const ZOEAVLTree &like)
+        : host(host_), head_page(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + 1),
+          page((head_page.end() - head_page.begin()) / 2),
+          tree(new (head_page.begin() + page - offsetof(ZOEAVLTree, root.keyoff)) ZOEAVLTree(like)),
+          guarded((count + 1) * sizeof(Record)), records(new (guarded.begin()) Record[count + 1]{}),
+          probe(records[count]), wrong(reinterpret_cast<ZOEAVLp>(guarded.end())),
+          right(tree->root) {
         host.on_get = [this] {
-            guarded.allow(PROT_READ | PROT_WRITE);
+            open();
             tree->root = {reads_head_ahead ? wrong : right.headptr, -1, right.keylen, &other.lock};
         };
         other.on_release = [this] {
@@ -35,7 +38,6 @@ class LockedTree {
     }
     ~LockedTree() {
         std::destroy_n(records, count + 1);
-        tree->root = right;
         host.on_get = nullptr;
     }
     LockedTree(const LockedTree &) = delete;
@@ -67,16 +69,24 @@ class LockedTree {
         const ZOEAVLp result = operation();
         EXPECT_EQ(host.calls(), Calls{get});
         EXPECT_EQ(other.calls(), Calls{"Release"});
-        guarded.allow(PROT_READ | PROT_WRITE);
+        open();
         return result;
+    }
+    void open() {
+        head_page.allow(PROT_READ | PROT_WRITE);
+        guarded.allow(PROT_READ | PROT_WRITE);
     }
     void let_go() {
         tree->root = {reads_head_ahead ? right.headptr : wrong, right.keyoff, -1, &host.lock};
         guarded.allow(PROT_NONE);
+        if (!reads_head_ahead)
+            mprotect(head_page.begin(), static_cast<std::size_t>(page), PROT_NONE);
     }
 
     RecordingHost &host;
     RecordingHost other;
+    Guarded head_page;
+    std::ptrdiff_t page;
     ZOEAVLTree *tree;
     Guarded guarded;
     bool reads_head_ahead = false;
@@ -90,9 +100,9 @@ class LockedTree {
     ZOEAVL_ROOT right;
 };
 
-inline void expect_lock_discipline(RecordingHost &host, ZOEAVLTree *tree, const Type &type) {
+inline void expect_lock_discipline(RecordingHost &host, const ZOEAVLTree &tree, const Type &type) {
     LockedTree locked(host, tree);
-    const std::int32_t keyoff = tree->root.keyoff;
+    const std::int32_t keyoff = tree.root.keyoff;
     const std::vector<Key> keys = sorted_keys(type, LockedTree::count + 2);
     const void *const wanted = locked.probe.field(keyoff);
     EXPECT_EQ(locked.remove(nullptr), nullptr) << "no key is read of an empty tree";
