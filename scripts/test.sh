@@ -10,12 +10,12 @@ steps=(
     "clang    all tests, built by clang++"
     "asan     all tests under the address and undefined-behaviour sanitizers"
     "tsan     the concurrent tests under the thread sanitizer"
+    "fuzz     the fuzz targets: their corpus, then a minute"
     "format   clang-format"
     "lint     clang-tidy and shellcheck"
     "docs     the API reference, and the paths that pages name"
 )
 further_steps=(
-    "fuzz     the fuzz targets: their corpus, then a minute"
     "mutants  that the tests see most of a sample of broken sources"
     "debug    all tests without optimisation, and the baseline of the binary interface"
     "native   all tests with -O3, -march=native and link-time optimisation"
@@ -96,7 +96,7 @@ for name in "${wanted[@]}"; do
         { echo "test: no such step: $name (there are: $(printf '%s\n' "${known[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
 done
 [ ${#wanted[@]} -eq 0 ] || steps=("${known[@]}")
-echo "test: the usual steps take about 20 minutes on two cores, --all of them an hour; 1 GB under build/"
+echo "test: the usual steps take about 25 minutes on two cores, --all of them an hour; 1 GB under build/"
 scripts/setup.sh test package docs
 export CMAKE_GENERATOR=Ninja
 for step in "${steps[@]}"; do

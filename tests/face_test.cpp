@@ -331,6 +331,18 @@ void order_texts() {
     }
 }
 
+TEST(Index, KeepsItsIteratorsWhenItMoves) {
+    zoe::index<Record, &Record::i32> index;
+    Record records[3];
+    for (std::int32_t i = 0; i < 3; i++)
+        records[i].i32 = i;
+    index.insert_range(records);
+    auto place = index.find(1);
+    const auto taken = std::move(index);
+    EXPECT_EQ(&*++place, &records[2]);
+    EXPECT_EQ(++place, taken.end());
+}
+
 TEST(Index, OrdersTextsAsBytesThenByLength) {
     order_texts<&Record::string>();
     order_texts<&Record::varying>();

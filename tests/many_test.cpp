@@ -264,8 +264,8 @@ void drive(std::size_t count, int steps, Value value) {
             break;
         }
         case 1: {
-            std::vector<decltype(value(from))> wanted;
-            Items found;
+            std::vector<decltype(value(from))> wanted{value(0)};
+            Items found{expected[0]};
             for (const Item *const item : picks(100)) {
                 wanted.push_back(value(rank_of(item)));
                 found.push_back(expected[rank_of(item)]);
@@ -386,18 +386,22 @@ void drive(std::size_t count, int steps, Value value) {
 
 TEST(Many, BatchesDoWhatSingleOperationsDo) {
     using Pair = std::pair<std::int64_t, std::int32_t>;
-    drive<&Item::minor>(25000, 80, [](std::size_t rank) { return rank; });
-    drive<&Item::key, &Item::minor>(300, 600,
-                                    [](std::size_t rank) { return Pair(rank / 4 * 4, rank); });
-    drive<zoe::prefixed<&Item::text, &Item::prefix>>(300, 600, [](std::size_t rank) {
-        return (rank < 150 ? "" : "a common prefix") + std::to_string(10000 + rank);
-    });
-    drive<&Item::text>(300, 300, [](std::size_t rank) {
-        return (rank < 150 ? "" : "a common prefix") + std::to_string(10000 + rank);
-    });
-    constexpr auto less = [](std::int32_t a, std::int32_t b) { return a < b; };
-    drive<zoe::by<&Item::minor, decltype(less)>>(
-        300, 300, [](std::size_t rank) { return static_cast<std::int32_t>(rank); });
+    constexpr auto less = [](std::int32_t a, std::int32_t b) noexcept { return a < b; };
+    constexpr auto throwing_less = [](std::int32_t a, std::int32_t b) { return a < b; };
+    const auto number = [](std::size_t rank) { return static_cast<std::int32_t>(rank); };
+    /* Low trees, which are searched one by one, and such as are searched in groups. */
+    for (const auto &[count, steps] : {std::pair(300U, 300), std::pair(25000U, 30)}) {
+        const auto text = [half = count / 2](std::size_t rank) {
+            return (rank < half ? "" : "a common prefix") + std::to_string(10000 + rank);
+        };
+        drive<&Item::minor>(count, steps, number);
+        drive<&Item::key, &Item::minor>(count, steps,
+                                        [](std::size_t rank) { return Pair(rank / 4 * 4, rank); });
+        drive<zoe::prefixed<&Item::text, &Item::prefix>>(count, steps, text);
+        drive<&Item::text>(count, steps, text);
+        drive<zoe::by<&Item::minor, decltype(less)>>(count, steps, number);
+    }
+    drive<zoe::by<&Item::minor, decltype(throwing_less)>>(300, 300, number);
 }
 
 TEST(Many, AppendersLinkAsInsertionDoesBehindEverySmallShape) {

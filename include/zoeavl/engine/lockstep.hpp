@@ -120,7 +120,7 @@ descend_in_groups(ZOEAVLp head, const Sought *sought, std::size_t count, const S
     return served;
 }
 
-/* Truth value, of a node that the search reaches or that is the first. */
+/* Truth value, of a node that the search reaches. */
 template <class Search>
 [[gnu::always_inline]] inline bool is_equal(const Search &search, ZOEAVLp node) {
     if constexpr (LessSearch<Search>)
@@ -135,8 +135,9 @@ template <class Search>
 [[gnu::always_inline]] inline ZOEAVLp found_at(ZOEAVLp node, const Search &search) {
     const ZOEAVLp ahead = node_at(links(node)[left]);
     const std::uintptr_t candidates[] = {word_of(ahead != nullptr ? ahead : node), word_of(node)};
-    const ZOEAVLp floor = node_at_plain(candidates[reaches(search, node)]);
-    return is_equal(search, floor) ? floor : nullptr;
+    const int reached = reaches(search, node);
+    const ZOEAVLp floor = node_at_plain(candidates[reached]);
+    return (reached != 0 || ahead != nullptr) && is_equal(search, floor) ? floor : nullptr;
 }
 
 } // namespace zoe::inline v2::engine
