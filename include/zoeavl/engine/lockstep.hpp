@@ -137,7 +137,8 @@ template <class Search>
     const std::uintptr_t candidates[] = {word_of(ahead != nullptr ? ahead : node), word_of(node)};
     const int reached = reaches(search, node);
     const ZOEAVLp floor = node_at_plain(candidates[reached]);
-    return (reached != 0 || ahead != nullptr) && is_equal(search, floor) ? floor : nullptr;
+    const bool is_below_all = (ahead == nullptr) & (reached == 0);
+    return is_equal(search, floor) && !is_below_all ? floor : nullptr;
 }
 
 } // namespace zoe::inline v2::engine
