@@ -73,11 +73,11 @@ extern "C" {
 #define ZOEAVL_API __attribute__((visibility("default")))
 
 /* The library uses its own data where it stands. Code with -fPIC reaches it there by the global
- * offset table; in other programs a plain declaration would get them a copy of their own, and a weak
- * one doesn't. But a linker that leaves out what it takes for unneeded (--as-needed, which is the
- * default of some compilers) doesn't count weak references: a program that names tables and calls no
- * function of the library is compiled with -fPIC or linked with --no-as-needed, as CMake's targets
- * and pkg-config see to by themselves. */
+ * offset table; in other programs a plain declaration would get them a copy of their own, and a
+ * weak one doesn't. But a linker that leaves out what it takes for unneeded (--as-needed, which is
+ * the default of some compilers) doesn't count weak references: a program that names tables and
+ * calls no function of the library is compiled with -fPIC or linked with --no-as-needed, as CMake's
+ * targets and pkg-config see to by themselves. */
 #ifndef ZOEAVL_DATA
 #    if defined(__PIC__) && !defined(__PIE__)
 #        define ZOEAVL_DATA ZOEAVL_API
