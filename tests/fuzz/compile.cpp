@@ -31,7 +31,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     FuzzedDataProvider bytes(data, size);
     ZOJournal *const journal = bytes.ConsumeBool() ? zoeavl_host_journal(nullptr) : nullptr;
     ZOCodegen *const codegen = zoeavl_host_codegen(journal);
-    std::string unit = "#include <stdint.h>\n";
+    std::string unit = "#include <stdint.h>\n#line 1 \"<text>\"\n";
+    const auto require = [&unit](const std::string &holds) {
+        unit += "_Static_assert(" + holds + ", \"" + holds + "\");\n";
+    };
     const std::string options = bytes.ConsumeRandomLengthString(16);
     while (bytes.remaining_bytes() > 0) {
         const auto action = bytes.ConsumeIntegralInRange(0, 3);
@@ -56,11 +59,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             const ZOCodegenStruct structs[] = {{"s", 8, members}, {}};
             DEMAND(codegen->addStructs(codegen, structs, UINT32_MAX) == 0);
             const std::string member = text.substr(0, visible);
-            unit += "struct s {\n    char " + member + "[7];\n};\n" +
-                    "_Static_assert(sizeof(struct s) == 8, \"s\");\n" +
-                    "_Static_assert(__builtin_offsetof(struct s, " + member +
-                    ") == 1000, \"s\");\n" + "_Static_assert(sizeof(((struct s *)0)->" + member +
-                    ") == 7, \"s\");\n";
+            unit += "struct s {\n    char " + member + "[7];\n};\n";
+            require("sizeof(struct s) == 8");
+            require("__builtin_offsetof(struct s, " + member + ") == 1000");
+            require("sizeof(((struct s *)0)->" + member + ") == 7");
             continue;
         }
         unit += line ? "\n" : "";
