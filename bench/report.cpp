@@ -98,6 +98,7 @@ void print(std::ostream &out, Table &table) {
             for (const std::string &contestant : table.contestants) {
                 out << " " << list(times(row[contestant]), 1);
                 if (contestant != table.contestants.front() && !row[contestant].empty() &&
+                    !row[table.contestants.front()].empty() &&
                     row[contestant].begin()->second.kind != Kind::note)
                     out << " (" << list(table.leads(row, contestant), 2) << ")";
                 out << " |";
