@@ -1,8 +1,8 @@
+/* The engine's text as the exported data objects `code` and `codesize`. ENGINE_TEXT is its path. */
 #ifdef __CET__
 #    include <cet.h> /* says of this object that it may stand among those with marked jumps */
 #endif
 
-/* The engine's text as the exported data objects `code` and `codesize`. ENGINE_TEXT is its path. */
     .section .rodata
     .globl  code
     .type   code, %object

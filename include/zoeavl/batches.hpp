@@ -308,11 +308,8 @@ class batches : public operations<Derived, Hook, keys...> {
         /* The same for a range, whose records are fetched ahead; gives how many went in. */
         template <class Records>
         std::size_t insert_range(Records &&records) {
-            std::size_t count = 0;
-            for_each_fetched<record_type>(
-                std::begin(records), std::end(records),
-                [&](record_type &r) { count += insert(r).second ? 1 : 0; });
-            return count;
+            return insert_fetched<record_type>(std::begin(records), std::end(records),
+                                               [this](record_type &r) { return insert(r); });
         }
 
       private:
@@ -345,7 +342,7 @@ class batches : public operations<Derived, Hook, keys...> {
     using own_search = decltype(ordering::search(std::declval<const decltype(ordering::values_of(
                                                      std::declval<const record_type &>())) &>()));
 
-    static constexpr std::size_t group_size = ordering::nothrow ? engine::widest_group : 1;
+    static constexpr std::size_t group_size = engine::widest_group;
 
     /* What is sought, with all that its search refers to. It stays where it was made. */
     template <class Source, class Held>
@@ -432,7 +429,12 @@ class batches : public operations<Derived, Hook, keys...> {
 
     /* In lower trees steps in turn take longer than those of one search after the other, unless a
      * step is a few instructions. */
-    static constexpr int lockstep_height = engine::is_plain_step<own_search> ? 0 : 13;
+    [[nodiscard]] bool is_searched_in_groups() const {
+        constexpr int lockstep_height = 13;
+        if constexpr (ordering::nothrow && engine::is_plain_step<own_search>)
+            return true;
+        return is_higher_than(lockstep_height);
+    }
 
     template <class Record, class Values, class Out>
     Out find_each(Values &values, Out out) const {
@@ -447,7 +449,7 @@ class batches : public operations<Derived, Hook, keys...> {
             const engine::Landing landing = engine::descend(root, search);
             give(landing.found ? landing.node : nullptr);
         };
-        if (root != nullptr && is_higher_than(lockstep_height))
+        if (root != nullptr && is_searched_in_groups())
             with_keys(values, [&](const auto &group, std::size_t count) {
                 std::size_t served = engine::descend_in_groups(
                     root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {

@@ -58,6 +58,14 @@ void for_each_fetched(First first, Last last, Act act) {
         act(record_in<Record>(*first));
 }
 
+/* The same with an insertion; gives how many went in. */
+template <class Record, class First, class Last, class Insert>
+std::size_t insert_fetched(First first, Last last, Insert insert) {
+    std::size_t count = 0;
+    for_each_fetched<Record>(first, last, [&](Record &r) { count += insert(r).second ? 1 : 0; });
+    return count;
+}
+
 template <class T>
 inline constexpr bool is_tuple = false;
 template <class... T>
@@ -210,10 +218,8 @@ class operations {
     template <class First, class Last>
     requires requires(First first) { *first; }
     std::size_t insert(First first, Last last) {
-        std::size_t count = 0;
-        for_each_fetched<record_type>(first, last,
-                                      [&](record_type &r) { count += insert(r).second ? 1 : 0; });
-        return count;
+        return insert_fetched<record_type>(first, last,
+                                           [this](record_type &r) { return insert(r); });
     }
     template <class Range>
     std::size_t insert_range(Range &&records) {
