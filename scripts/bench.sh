@@ -35,7 +35,7 @@ esac
 # Row by row, so that what one compiler built is measured right after what the other built.
 run() { # argument...
     local row rows
-    rows=$("$build/g++/zoeavl_bench" --benchmark_list_tests "$@")
+    rows=$("$build/g++/zoeavl_bench" "$@" --benchmark_list_tests)
     while IFS= read -r row; do
         if [ -t 2 ]; then printf '\r\033[K%s' "${row%/iterations:*}" >&2; fi
         for compiler in g++ clang++; do

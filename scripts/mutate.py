@@ -28,7 +28,8 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SOURCES = ["extension/*.cpp", "support/*", "generation/*.cpp", "include/zoeavl/*",
            "include/zoeavl_order.h", "inspect/*.cpp", "host/*.cpp", "host/formatted.h"]
-SLOW = re.compile("embedding|reproducible|package|examples|cookbook|debugger|refusals|fuzz")  # tests of other things
+SLOW = re.compile("embedding|reproducible|package|examples|cookbook|debugger|refusals|fuzz|"  # tests of other things
+                  "selects|lockstep|host_checked")
 # Tests that never run what stands there; and a digest, which sees every change but not what it does.
 BLIND = {"*/engine.c": "Text.*:Engine.*:Keys.*", "generation/driver.cpp": "Engine.*:Keys.*",
          "support/*": "Engine.*:Keys.*:Generated.*", "host/*": "Engine.*:Walking.*:Keys.[!A]*",
@@ -260,7 +261,7 @@ class Bench:
             if self.make("zoeavl", "zoeavl_host") != 0:
                 return "unbuildable"
             verdict, kills = "same", []
-            programs = sorted(self.programs, key=lambda p: -killers[mutant.path, p.name])
+            programs = sorted(self.programs, key=lambda p: (-killers[mutant.path, p.name], p.size))
             for rebuilt in (False, True):  # what changes in the libraries shows without building tests
                 for program in programs:
                     before = self.code(program)
@@ -289,6 +290,7 @@ class Program:
         self.name = self.executable.name
         self.target = "zoeavl" if self.executable.suffix == ".sh" else self.name
         self.times = {}
+        self.size = self.executable.stat().st_size  # as are the times to build and run it, roughly
         if self.executable.suffix != ".sh":
             report = bench.base / "report.json"
             bench.run([*command, "--gtest_output=json:%s" % report], 300, check=True)

@@ -28,7 +28,9 @@ release() { build release all && ctest --preset release; }
 clang() { build clang all && ctest --preset clang; }
 asan() { build asan all && ctest --preset asan; }
 # The address space is laid out anew only as far as the sanitizer's shadow memory can follow.
-tsan() { build tsan zoeavl_concurrent_tests && setarch "$(uname -m)" -R ctest --preset tsan -R concurrent; }
+tsan() {
+    build tsan zoeavl_host_test zoeavl_scaling_mutex_test && setarch "$(uname -m)" -R ctest --preset tsan -L threads
+}
 mutants() { scripts/mutate.py --sample 60 --minutes 3 --at-least 90; }
 debug() {
     build debug all && ctest --preset debug
@@ -43,7 +45,7 @@ libcxx() {
     done
 }
 # The emulator runs no shell scripts.
-aarch64() { build aarch64 all && ctest --preset aarch64 -R 'unit|concurrent'; }
+aarch64() { build aarch64 all && ctest --preset aarch64 -L program; }
 coverage() {
     build coverage all && ctest --preset coverage
     gcovr --root . --object-directory build/coverage --filter extension --filter generation --filter host \
