@@ -213,7 +213,7 @@ std::int64_t check_tree(const ZOEAVLTree *tree, std::uintptr_t rootp, int level,
 using namespace zoe::inspect;
 
 int64_t zoeavl_check(const ZOEAVLTree *tree, int level, FILE *report) {
-    return check_tree(tree, own_root_word(tree), level, report);
+    return check_tree(tree, root_word(tree, nullptr), level, report);
 }
 
 int64_t zoeavl_check_root(const ZOEAVLTree *tree, const ZOEAVLp *rootp, int level, FILE *report) {

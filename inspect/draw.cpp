@@ -160,8 +160,7 @@ int64_t zoeavl_draw(const ZOEAVLTree *tree, const ZOEAVLp *rootp, const ZOEAVLDr
     Memory memory;
     Report report(nullptr);
     Survey survey(memory, report, false);
-    if (!survey.run(rootp != nullptr ? reinterpret_cast<std::uintptr_t>(rootp)
-                                     : own_root_word(tree)))
+    if (!survey.run(root_word(tree, rootp)))
         return ZOEAVL_INSPECT_FAILED;
     Picture(survey.records(), drawing != nullptr ? *drawing : plain, out).draw();
     return report.faults();

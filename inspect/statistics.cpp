@@ -56,8 +56,7 @@ int64_t zoeavl_statistics(const ZOEAVLTree *tree, const ZOEAVLp *rootp,
     Report report(nullptr);
     Survey survey(memory, report, false);
     *statistics = {};
-    if (!survey.run(rootp != nullptr ? reinterpret_cast<std::uintptr_t>(rootp)
-                                     : own_root_word(tree)))
+    if (!survey.run(root_word(tree, rootp)))
         return ZOEAVL_INSPECT_FAILED;
 
     const Array<Found> &records = survey.records();

@@ -52,8 +52,11 @@ class Survey {
     bool out_of_memory = false;
 };
 
-/* The address of the root word in the tree object, which needn't exist. */
-inline std::uintptr_t own_root_word(const ZOEAVLTree *tree) {
+/* The address of a root word: `rootp`, or if that is null the tree's own. The tree needn't exist.
+ */
+inline std::uintptr_t root_word(const ZOEAVLTree *tree, const ZOEAVLp *rootp) {
+    if (rootp != nullptr)
+        return reinterpret_cast<std::uintptr_t>(rootp);
     return reinterpret_cast<std::uintptr_t>(tree) + offsetof(ZOEAVLTree, root) +
            offsetof(ZOEAVL_ROOT, headptr);
 }

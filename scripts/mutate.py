@@ -213,7 +213,9 @@ class Bench:
         launcher = ["-DCMAKE_%s_COMPILER_LAUNCHER=%s" % (x, ccache) for x in ("C", "CXX")] if ccache else []
         self.run(["cmake", "-G", "Ninja", "-S", self.source, "-B", self.build, "-DCMAKE_BUILD_TYPE=Release",
                   "-DCMAKE_CXX_FLAGS_RELEASE=-O1", "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_C_FLAGS=-w",
-                  "-DZOEAVL_BUILD_EXAMPLES=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *launcher], 600, check=True)
+                  "-DZOEAVL_BUILD_EXAMPLES=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *launcher,
+                  *(["-DZOEAVL_FACE_TEST_OPTIONS=-O0", "-DCMAKE_CXX_COMPILER=clang++"] if options.quick else [])],
+                 600, check=True)
         if self.make("all") != 0:
             sys.exit((self.base / "log").read_text())
         shown = subprocess.run(["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True,
@@ -344,6 +346,8 @@ def main():
     parser.add_argument("--minutes", type=float, default=1e9, help="start none after so many minutes")
     parser.add_argument("--at-least", type=float, default=100, metavar="PERCENT",
                         help="how many of those that build and differ must be killed (%(default)s)")
+    parser.add_argument("--quick", action="store_true", help="build by clang++, and tests of the face without "
+                        "optimisation: some survivors give the same code otherwise (see --again)")
     parser.add_argument("--jobs", type=int, default=2, help="at once (%(default)s)")
     parser.add_argument("--files", default="*", help="patterns of paths, separated by colons")
     parser.add_argument("--all-kills", action="store_true", help="go on to all tests that kill a mutant")
