@@ -260,7 +260,7 @@ class Bench:
         place.write_text(after)
         stale = False
         try:
-            if self.make("zoeavl", "zoeavl_host") != 0:
+            if self.make("zoeavl", "zoeavl_host", "zoeavl_inspect") != 0:
                 return "unbuildable"
             verdict, kills = "same", []
             programs = sorted(self.programs, key=lambda p: (-killers[mutant.path, p.name], p.size))

@@ -503,8 +503,16 @@ TEST_F(Faces, TakeTheTreesLockOnceForAnAccess) {
     EXPECT_EQ(host.calls(), Calls{"Free"}) << "the tree that it had, without a lock";
     EXPECT_TRUE(tree.read()->contains(0));
     EXPECT_THROW((zoe::tree<Record, &Record::i32>(nullptr)), std::invalid_argument);
-    host.fail_at(1);
-    EXPECT_THROW((zoe::tree<Record, &Record::i32>(factory)), std::runtime_error);
+    for (const int failing : {1, 2, 3}) {
+        const std::size_t blocks = host.live.size();
+        host.fail_at(failing);
+        const auto make = [&] { zoe::tree<Record, &Record::i32>(factory, {.name = "n"}); };
+        if (failing == 2)
+            EXPECT_NO_THROW(make()) << "a tree may lack its name";
+        else
+            EXPECT_THROW(make(), std::runtime_error);
+        EXPECT_EQ(host.live.size(), blocks + (failing == 3)) << "the name goes with the pool";
+    }
 }
 
 TEST_F(Faces, AreRefusedWhereTheMembersSayOtherwise) {
