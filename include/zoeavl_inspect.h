@@ -6,14 +6,13 @@
  * The operations on trees check nothing. These functions do: they never follow a word that they
  * haven't judged, end on cyclic links, change nothing in what they look at, and survive whatever it
  * is: the tree object, the records, keys and tables are read through the system
- * (process_vm_readv(2)), each page once, and judged on that copy. So a pointer to freed or unmapped
- * memory gives a line in the report.
+ * (process_vm_readv(2), or a pipe where that call is refused), each page once, and judged on that
+ * copy. So a pointer to freed or unmapped memory gives a line in the report.
  *
  * No function takes a lock. Keep writers off the tree meanwhile, or hold its lock for reading.
  *
  * Memory for the copies and 32 bytes a record come from malloc. Where there is none to be had, or
- * the system doesn't let the process read itself, the result is ZOEAVL_INSPECT_FAILED and the
- * report's last line says why.
+ * neither call nor pipe, the result is ZOEAVL_INSPECT_FAILED and the report's last line says why.
  *
  * A `report` or `out` may be any stream. Nothing else is written.
  *

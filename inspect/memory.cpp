@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -12,6 +13,13 @@ namespace zoe::inspect {
 namespace {
 constexpr std::size_t page_size = 4096;
 constexpr std::size_t node_alignment = alignof(ZOEAVLNODE);
+
+/* Whether a call went over the whole page, as errno has it. */
+int status_of(ssize_t count) {
+    if (count < 0)
+        return errno;
+    return count == static_cast<ssize_t>(page_size) ? 0 : EFAULT;
+}
 } // namespace
 
 struct Memory::Page {
@@ -25,6 +33,9 @@ Memory::~Memory() {
     for (std::size_t i = 0; i < places; i++)
         std::free(known[i].copy);
     std::free(known);
+    for (const int end : pipe_ends)
+        if (end >= 0)
+            close(end);
 }
 
 bool Memory::read(std::uintptr_t address, void *to, std::size_t size) {
@@ -85,17 +96,34 @@ Memory::Page *Memory::copied(std::uintptr_t number) {
         failed = ENOMEM;
         return nullptr;
     }
-    const iovec to{copy->bytes, page_size};
-    const iovec from{engine::node_at_plain(number * page_size), page_size};
-    const ssize_t count = process_vm_readv(process, &to, 1, &from, 1, 0);
-    if (count == static_cast<ssize_t>(page_size)) {
+    const int status = copy_page(engine::node_at_plain(number * page_size), copy->bytes);
+    if (status == 0) {
         std::memset(copy->marks, 0, sizeof copy->marks);
         return copy;
     }
-    if (count < 0 && errno != EFAULT)
-        failed = errno;
+    if (status != EFAULT)
+        failed = status;
     std::free(copy);
     return nullptr;
+}
+
+/* Gives what errno has it, EFAULT for a page that can't be read. */
+int Memory::copy_page(void *from, void *to) {
+    if (pipe_ends[0] >= 0)
+        return copy_through_pipe(from, to);
+    const iovec source{from, page_size};
+    const iovec target{to, page_size};
+    const int status = status_of(process_vm_readv(process, &target, 1, &source, 1, 0));
+    if (status != ENOSYS && status != EPERM)
+        return status;
+    return pipe2(pipe_ends, O_CLOEXEC) == 0 ? copy_through_pipe(from, to) : errno;
+}
+
+/* Containers and emulators refuse the call for another process's memory, and with it for one's own.
+ * What is written to a pipe is looked at by the system as well. */
+int Memory::copy_through_pipe(void *from, void *to) {
+    const int status = status_of(write(pipe_ends[1], from, page_size));
+    return status == 0 ? status_of(::read(pipe_ends[0], to, page_size)) : status;
 }
 
 /* Where the page stands in `known`, or the free place where it belongs. */

@@ -40,6 +40,8 @@ class Memory {
     };
     Page *page(std::uintptr_t number);
     Page *copied(std::uintptr_t number);
+    int copy_page(void *from, void *to);
+    int copy_through_pipe(void *from, void *to);
     [[nodiscard]] std::size_t place_of(std::uintptr_t number) const;
     bool make_room();
 
@@ -48,6 +50,8 @@ class Memory {
     std::size_t taken = 0;
     Known latest{};
     pid_t process;
+    /* To read from and to write to, once the system has refused its call. */
+    int pipe_ends[2] = {-1, -1};
     int failed = 0;
 };
 

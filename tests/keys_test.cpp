@@ -118,6 +118,8 @@ TEST(KeyReads, CharactersWithoutEndStopAtTheFirstDifference) {
                           nullptr);
                 EXPECT_EQ(around[after ? 0 : 1], node) << size;
             }
+            root.keylen = 0;
+            EXPECT_EQ(table->finder(&root, sought.end() - size), node) << "no character counts";
         }
 }
 
