@@ -10,6 +10,7 @@ steps=(
     "clang    all tests, built by clang++"
     "asan     all tests under the address and undefined-behaviour sanitizers"
     "tsan     the concurrent tests under the thread sanitizer"
+    "abi      the binary interface against its baseline"
     "fuzz     the fuzz targets: their corpus, then a minute"
     "mutants  that the tests see the breaks in a sample of broken sources"
     "format   clang-format"
@@ -17,7 +18,7 @@ steps=(
     "docs     the API reference, and the paths that pages name"
 )
 further_steps=(
-    "debug    all tests without optimisation, and the baseline of the binary interface"
+    "debug    all tests without optimisation"
     "native   all tests with -O3, -march=native and link-time optimisation"
     "libcxx   the fuzz targets of the library and the face with libc++, on their corpus"
     "aarch64  the tests on 64-bit ARM, emulated"
@@ -31,11 +32,9 @@ asan() { build asan all && ctest --preset asan; }
 tsan() {
     build tsan zoeavl_host_test zoeavl_scaling_mutex_test && setarch "$(uname -m)" -R ctest --preset tsan -L threads
 }
+abi() { build debug zoeavl && abidiff --exported-interfaces-only debian/libzoeavl2.abi build/debug/libzoeavl.so; }
 mutants() { scripts/mutate.py --quick --sample 60 --minutes 4 --at-least 90; }
-debug() {
-    build debug all && ctest --preset debug
-    abidiff --exported-interfaces-only debian/libzoeavl2.abi build/debug/libzoeavl.so
-}
+debug() { build debug all && ctest --preset debug; }
 native() { build native all && ctest --preset native; }
 # The embedded host needs <memory_resource>, which libc++ has from 16 on.
 libcxx() {

@@ -106,6 +106,8 @@ const struct {
      "^record [^\n]*place 16: key: expected a key above that of the record.*isn't found by its own "
      "key.*\n$",
      [](Desk &desk) { desk.records[16].key = 3; }},
+    {"a key changed by little", "place 16: key: expected a key above that of the record",
+     [](Desk &desk) { desk.records[16].key = 145; }},
     {"the key of the root changed in the tree",
      "place 7: key: expected a key below.*Records below this one aren't found",
      [](Desk &desk) {
