@@ -201,6 +201,8 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
         const std::string note = text_of(
             [&](FILE *out) { return zoeavl_check(tree, ZOEAVL_CHECK_ORDER, out); }, &faults);
         EXPECT_EQ(faults, 0);
+        const std::string start = "tree at 0x";
+        EXPECT_EQ(note.substr(0, start.size()), start);
         return note;
     };
     Desk desk;
@@ -209,8 +211,15 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
     desk.tree->root.rw = &desk.recording.lock;
     EXPECT_NE(note_on(desk.tree).find("no look-up without a lock"), std::string::npos);
     desk.tree->root.rw = nullptr;
-    desk.tree->finder = [](ZOEAVLRootp, const void *) -> ZOEAVLp { return nullptr; };
+    desk.tree->finder = [](ZOEAVLRootp, const void *key) -> ZOEAVLp {
+        EXPECT_NE(*static_cast<const std::int64_t *>(key), -1); // reads it at once
+        return nullptr;
+    };
     EXPECT_NE(note_on(desk.tree).find("another form"), std::string::npos);
+    desk.tree->root.headptr = nullptr;
+    EXPECT_EQ(report_on(desk.tree), "");
+    desk.tree = desk.make(plain(-1, offsetof(Record, key), ZOEAVL_KEYTYPE_CHAR));
+    EXPECT_NE(note_on(desk.tree).find("key length is negative"), std::string::npos);
 }
 
 TEST(Parameters, AreExplained) {
