@@ -20,7 +20,7 @@ steps=(
 further_steps=(
     "debug    all tests without optimisation"
     "native   all tests with -O3, -march=native and link-time optimisation"
-    "libcxx   the fuzz targets of the library and the face with libc++, on their corpus"
+    "libcxx   the tests with libc++, but those of the embedded host"
     "aarch64  the tests on 64-bit ARM, emulated"
     "coverage what the tests leave out, line by line in build/coverage/coverage.txt"
 )
@@ -38,17 +38,17 @@ debug() { build debug all && ctest --preset debug; }
 native() { build native all && ctest --preset native; }
 # The embedded host needs <memory_resource>, which libc++ has from 16 on.
 libcxx() {
-    build libcxx fuzz_trees fuzz_face fuzz_host
-    for target in trees face host; do
-        "build/libcxx/fuzz_$target" -runs=0 "tests/fuzz/corpus/$target" 2>&1 | tail -1
-    done
+    local tests=(engine face face_checked frame inspect keys many scaling_mutex support)
+    local names=${tests[*]} targets=("${tests[@]/#/zoeavl_}")
+    targets=("${targets[@]/%/_test}")
+    build libcxx "${targets[@]}" && ctest --preset libcxx -R "^zoeavl_(${names// /|})\$"
 }
 # The emulator runs no shell scripts.
 aarch64() { build aarch64 all && ctest --preset aarch64 -L program; }
 coverage() {
     build coverage all && ctest --preset coverage
     gcovr --root . --object-directory build/coverage --filter extension --filter generation --filter host \
-        --filter include --filter support --branches --exclude-unreachable-branches --exclude-throw-branches \
+        --filter include --filter inspect --filter support --branches --exclude-unreachable-branches --exclude-throw-branches \
         --txt build/coverage/coverage.txt >/dev/null
     tail -3 build/coverage/coverage.txt
 }

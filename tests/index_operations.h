@@ -4,11 +4,16 @@
 #define ZOEAVL_TESTS_INDEX_OPERATIONS_H
 
 #include <functional>
-#include <ranges>
+#include <iterator>
 
 #include "choices.h"
 #include "model.h"
 #include "zoeavl.hpp"
+
+/* How many records a range holds. */
+inline constexpr auto length = [](const auto &range) {
+    return std::distance(range.begin(), range.end());
+};
 
 /* Drives an index, which is empty, with a record for each of so many ranks. `set` gives a record
  * the key of a rank, `values(rank)` is the tuple of its look-up values, `links` gives a record's
@@ -41,7 +46,7 @@ class IndexOperations {
             DEMAND(around.below == below && around.match == here && around.above == above);
             DEMAND(at(index.lower_bound(v...)) == (here ? here : above));
             DEMAND(at(constant.upper_bound(v...)) == above);
-            DEMAND(std::ranges::distance(index.equal_range(v...)) == (here ? 1 : 0));
+            DEMAND(length(index.equal_range(v...)) == (here ? 1 : 0));
         });
         const auto to =
             std::min(rank + bytes.template ConsumeIntegralInRange<std::size_t>(0, 15), last);
@@ -54,7 +59,7 @@ class IndexOperations {
             std::ptrdiff_t alike = 0;
             for (std::size_t i = 0; i < records.size(); i++)
                 alike += present[i] && std::get<0>(values(i)) == std::get<0>(values(rank));
-            DEMAND(std::ranges::distance(index.equal_range(std::get<0>(values(rank)))) == alike);
+            DEMAND(length(index.equal_range(std::get<0>(values(rank)))) == alike);
         }
 
         Record other;

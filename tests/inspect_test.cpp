@@ -15,7 +15,6 @@
 #include "guarded.h"
 #include "model.h"
 #include "recording_host.h"
-#include "zoeavl_host.h"
 #include "zoeavl_inspect.h"
 
 namespace {
