@@ -415,14 +415,15 @@ struct TwoKeys {
 };
 
 TEST_F(Frame, ReTreeBringsDuplicatesBackInTheOldOrder) {
-    for (const std::size_t count : {0U, 1U, 3U, 100U})
+    for (const std::size_t count :
+         {0U, 1U, 3U, 100U, 20000U}) // of which the last is looked ahead in
         for (const std::int32_t kinds : {1, 7, 1000}) {
             std::vector<TwoKeys> records(count);
             ZOEAVLTree *const tree = create(parms_for(5, 1));
             for (std::size_t i = 0; i < count; i++) {
                 records[i] = {{},
-                              static_cast<std::int64_t>(i * 37 % 101),
-                              static_cast<std::int32_t>(i * 37 % 101) % kinds};
+                              static_cast<std::int64_t>(i * 37 % 20011),
+                              static_cast<std::int32_t>(i * 37 % 20011) % kinds};
                 tree->adder(&tree->root, &records[i].node);
             }
             model::Tree expected;

@@ -125,6 +125,13 @@ const struct {
          const ZOEAVLp copy = std::exchange(desk.tree->root.headptr, &desk.records[3].node);
          EXPECT_EQ(zoeavl_check_root(desk.tree, &copy, ZOEAVL_CHECK_ORDER, nullptr), 0);
      }},
+    {"a head with a tag", "^head [^\n]*: expected a plain address",
+     [](Desk &desk) {
+         ZOEAVLp &head = desk.tree->root.headptr;
+         head = reinterpret_cast<ZOEAVLp>(model::word(head) | 1);
+     }},
+    {"a head whose memory is gone", "^head [^\n]*: expected a record, found the unreadable address",
+     [](Desk &desk) { desk.tree->root.headptr = reinterpret_cast<ZOEAVLp>(Guarded(1).begin()); }},
     {"a record whose memory is gone", "was the record freed, or moved",
      [](Desk &desk) {
          auto *const gone = reinterpret_cast<Record *>(Guarded(1).begin());
@@ -224,11 +231,14 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
 TEST(Parameters, AreExplained) {
     const ZOEAVLOpTable partial{cbi64.adder, nullptr, nullptr, nullptr,
                                 nullptr,     nullptr, nullptr, nullptr};
+    const auto *const gone = reinterpret_cast<const ZOEAVLOpTable *>(Guarded(1).begin());
     const struct {
         ZOEAVLParms parms;
         int warnings;
         const char *told;
     } rows[] = {
+        {{1, 16, 0, 1, gone, 0}, 1, "would crash: the table of operations can't be read"},
+        {plain(1, 16, 9), 0, "an array of one is the same tree as a scalar"},
         {plain(1, 16, 5), 0, "cbi64, one signed 64-bit integer; in bytes 16 to 23"},
         {plain(3, 16, 9), 0, "cbia32, 3 of: signed 32-bit integer; in bytes 16 to 27"},
         {plain(7, 20, 13), 0, "behind the ZOEAVLVaryingKey in bytes 20 to 31"},
@@ -256,6 +266,15 @@ TEST(Parameters, AreExplained) {
         EXPECT_EQ(warnings, row.warnings) << text;
         EXPECT_NE(text.find(row.told), text.npos) << text;
     }
+    EXPECT_NE(text_of([&](FILE *out) {
+                  return zoeavl_explain(reinterpret_cast<const ZOEAVLParms *>(gone), out);
+              }).find("can't be read"),
+              std::string::npos);
+    const auto *const word = reinterpret_cast<const ZOEAVLp *>(gone);
+    EXPECT_NE(text_of([&](FILE *out) {
+                  return zoeavl_check_root(nullptr, word, ZOEAVL_CHECK_LINKS, out);
+              }).find("unreadable memory"),
+              std::string::npos);
 }
 
 TEST(Check, SeesEveryBitOfEveryLink) {

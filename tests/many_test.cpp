@@ -404,6 +404,36 @@ TEST(Many, BatchesDoWhatSingleOperationsDo) {
     drive<zoe::by<&Item::minor, decltype(throwing_less)>>(300, 300, number);
 }
 
+TEST(Many, IndexesKnowHowManyRecordsTheyHold) {
+    std::vector<Item> items(30);
+    zoe::index<Item, &Item::key> low;
+    zoe::index<Item, &Item::key> high;
+    for (std::size_t i = 0; i < items.size(); i++) {
+        items[i].key = static_cast<std::int64_t>(i);
+        (i < 20 ? low : high).insert(items[i]);
+    }
+    const auto sizes = [&](const auto &other) { return std::pair(low.size(), other.size()); };
+    using Sizes = std::pair<std::size_t, std::size_t>;
+    low.join(std::move(high)); // both are counted
+    EXPECT_EQ(sizes(high), Sizes(30, 0));
+    auto top = low.split(25);
+    EXPECT_EQ(sizes(top), Sizes(25, 5));
+    auto uppermost = top.split(27);
+    low.join(std::move(top)); // neither is
+    EXPECT_EQ(sizes(uppermost), Sizes(27, 3));
+    low.swap(uppermost);
+    EXPECT_EQ(sizes(uppermost), Sizes(3, 27));
+    low.erase(low.begin());
+    uppermost.join(std::move(low));
+    EXPECT_EQ(sizes(uppermost), Sizes(0, 29));
+    EXPECT_TRUE(uppermost.extract_range(40, 50).empty());
+    EXPECT_EQ(sizes(uppermost), Sizes(0, 29));
+    auto range = uppermost.extract_range(5, 10);
+    uppermost.merge(range);
+    EXPECT_EQ(sizes(range), Sizes(0, 0));
+    EXPECT_EQ(uppermost.size(), 29U);
+}
+
 TEST(Many, AppendersLinkAsInsertionDoesBehindEverySmallShape) {
     for (std::size_t count = 0; count <= 12; count++)
         for (const model::ShapeP &shape : model::all_shapes(count)) {
