@@ -271,12 +271,13 @@ class CountingCompiler {
     CountingCompiler() {
         EXPECT_NE(mkdtemp(folder.data()), nullptr);
         const std::string script = folder + "/cc";
-        std::ofstream(script) << "#!/bin/sh\necho run >>" << folder << "/runs\nexec cc \"$@\"\n";
+        std::ofstream(script) << "#!/bin/sh\necho run >>" << folder << "/runs\nexec " << own
+                              << " \"$@\"\n";
         std::filesystem::permissions(script, std::filesystem::perms::owner_all);
         setenv("CC", (script + " -DFROM_CC=1").c_str(), 1);
     }
     ~CountingCompiler() {
-        unsetenv("CC");
+        setenv("CC", own.c_str(), 1);
         std::filesystem::remove_all(folder);
     }
     CountingCompiler(const CountingCompiler &) = delete;
@@ -287,6 +288,7 @@ class CountingCompiler {
     }
 
   private:
+    std::string own = std::getenv("CC") != nullptr ? std::getenv("CC") : "cc";
     std::string folder = (std::filesystem::temp_directory_path() / "cc-XXXXXX").string();
 };
 
