@@ -10,12 +10,12 @@ import argparse
 import collections
 import difflib
 import fnmatch
+import functools
 import hashlib
 import json
 import os
 import pathlib
 import queue
-import random
 import re
 import resource
 import shutil
@@ -98,7 +98,7 @@ def independent(one, other):
 
 
 def mutants_of(path):
-    text = (ROOT / path).read_text()
+    text = text_of(path)
     code = masked(text)
     seen = set()
 
@@ -161,16 +161,26 @@ def mutants_of(path):
             yield from mutant("text changed", match.start(), match.end(), '"' + match[1][1:] + '"')
 
 
-def changed(mutant):
-    """The lines of the file before and after, as a key without line numbers and as a diff."""
-    text = (ROOT / mutant.path).read_text()
-    after = text[:mutant.start] + mutant.text + text[mutant.end:]
-    diff = list(difflib.unified_diff(text.splitlines(), after.splitlines(), mutant.path, mutant.operator, "", "",
-                                     1, ""))
+@functools.cache
+def text_of(path):
+    return (ROOT / path).read_text()
+
+
+def key_of(mutant):
+    """The lines of the file before and after, without line numbers."""
+    text = text_of(mutant.path)
     start = text.rfind("\n", 0, mutant.start) + 1
     end = text.find("\n", mutant.end)
-    key = mutant.path + ": " + text[start:end] + " => " + after[start:end + len(after) - len(text)]
-    return after, re.sub(r"\s+", " ", key), "\n".join(diff)
+    after = text[start:mutant.start] + mutant.text + text[mutant.end:end]
+    return re.sub(r"\s+", " ", mutant.path + ": " + text[start:end] + " => " + after)
+
+
+def changed(mutant):
+    """The file after it, and the difference."""
+    text = text_of(mutant.path)
+    after = text[:mutant.start] + mutant.text + text[mutant.end:]
+    return after, "\n".join(difflib.unified_diff(text.splitlines(), after.splitlines(), mutant.path,
+                                                 mutant.operator, "", "", 1, ""))
 
 
 def equivalents():
@@ -254,7 +264,7 @@ class Bench:
 
     def attempt(self, mutant, killers):
         """Gives "same", "unbuildable", "survived" or the killing tests."""
-        after, _, _ = changed(mutant)
+        after, _ = changed(mutant)
         place = self.source / mutant.path
         unchanged = place.read_text()
         place.write_text(after)
@@ -364,22 +374,23 @@ def main():
         if all(any(fnmatch.fnmatch(path, pattern) for pattern in patterns)
                for patterns in (SOURCES, options.files.split(":"))):
             todo += mutants_of(path)
-    random.Random(options.seed).shuffle(todo)
+    # By a digest, so that a change of the sources leaves most of a sample as it was.
+    todo.sort(key=lambda mutant: hashlib.sha256((str(options.seed) + key_of(mutant)).encode()).digest())
     if options.again:
         wanted = {key for key, verdict in json.loads(pathlib.Path(options.again).read_text()).items()
                   if (options.killed_by in verdict if options.killed_by else verdict == "survived")}
-        todo = [mutant for mutant in todo if changed(mutant)[1] in wanted]
+        todo = [mutant for mutant in todo if key_of(mutant) in wanted]
     elif not options.whole:
         todo = todo[:options.sample]
     if options.list:
         todo.sort(key=lambda mutant: (mutant.path, mutant.start))
-        print("\n".join("%-20s %s" % (m.operator, changed(m)[1]) for m in todo), len(todo), sep="\n")
+        print("\n".join("%-20s %s" % (m.operator, key_of(m)) for m in todo), len(todo), sep="\n")
         return 0
 
     work, results, killers = queue.Queue(), {}, collections.Counter()
     counts = collections.defaultdict(collections.Counter)
     for mutant in todo:
-        key = changed(mutant)[1]
+        key = key_of(mutant)
         if any(fnmatch.fnmatchcase(key, pattern) for pattern, _ in table):
             counts[mutant.path]["listed"] += 1
         else:
@@ -405,7 +416,7 @@ def main():
                     killers.update((mutant.path, p.name) for p in bench.programs
                                    if set(verdict) & ({p.name} | set(p.times)))
                 if verdict == "survived":
-                    print("\nsurvived (%s):\n%s" % (mutant.operator, changed(mutant)[2]), flush=True)
+                    print("\nsurvived (%s):\n%s" % (mutant.operator, changed(mutant)[1]), flush=True)
                 if len(results) % 50 == 0:
                     print("%d of %d after %d s" % (len(results), total, time.time() - began), flush=True)
                 (ROOT / options.report).write_text(json.dumps(results, indent=0))

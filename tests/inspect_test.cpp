@@ -2,6 +2,7 @@
  * by bit, and what is told of sound trees. */
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <regex>
 #include <span>
@@ -164,6 +165,9 @@ const struct {
      }},
     {"records added to a tree without keys", "since all keys of length 0 are equal",
      [](Desk &desk) {
+         desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
+         desk.add(desk.tree, 0);
+         desk.add(desk.tree, 1);
          const ZOEAVLParms parms = plain(0, 0, ZOEAVL_KEYTYPE_CHAR);
          ZOEAVLReCreate(desk.factory, desk.tree, &parms, nullptr, nullptr);
      }},
@@ -231,6 +235,7 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
 TEST(Parameters, AreExplained) {
     const ZOEAVLOpTable partial{cbi64.adder, nullptr, nullptr, nullptr,
                                 nullptr,     nullptr, nullptr, nullptr};
+    const ZOEAVLOpTable empty{};
     const auto *const gone = reinterpret_cast<const ZOEAVLOpTable *>(Guarded(1).begin());
     const struct {
         ZOEAVLParms parms;
@@ -257,6 +262,7 @@ TEST(Parameters, AreExplained) {
         {plain(1, 16, 0), 1, "without a table"},
         {{1, 16, 0, 1, &partial, 0}, 1, "would crash"},
         {{1, 16, 0, 0, &partial, 0}, 1, "no adder in slot 4"},
+        {{1, 16, 0, 1, &empty, 0}, 1, "no adder in slot 0"},
         {{1, 16, 5, 0x15, &partial, 9}, 4, "flags 0x10 mean nothing"},
     };
     for (const auto &row : rows) {
@@ -303,6 +309,26 @@ TEST(Check, SeesEveryBitOfEveryLink) {
                         *link = sound;
                     }
         }
+}
+
+TEST(Check, ComparesLongKeysToTheirEnds) {
+    struct Long {
+        ZOEAVLNODE node;
+        char key[1000];
+    } records[3]{};
+    ZOEAVLTree tree{};
+    std::memcpy(tree.tag, "nevo", sizeof tree.tag);
+    tree.root = {nullptr, offsetof(Long, key), sizeof(Long::key), nullptr};
+    tree.optable = &cbchar;
+    char last = 0;
+    for (Long &record : records) {
+        std::iota(std::begin(record.key), std::end(record.key), '\0');
+        *std::prev(std::end(record.key)) = last++;
+        cbchar.adder(&tree.root, &record.node);
+    }
+    EXPECT_EQ(report_on(&tree), "");
+    std::swap(records[0].key, records[1].key);
+    EXPECT_NE(report_on(&tree).find("key: expected a key above"), std::string::npos);
 }
 
 struct TextRecord {
@@ -400,6 +426,8 @@ TEST(Check, LacksMemoryOrTheCallToReadIt) {
             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         };
+        rlimit limit{32, 32}; // so the pipe must be the same for all pages
+        setrlimit(RLIMIT_NOFILE, &limit);
         const sock_fprog program{std::size(filter), filter};
         prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
