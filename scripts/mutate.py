@@ -209,7 +209,7 @@ class Bench:
 
     def __init__(self, number, options):
         self.options = options
-        self.base = ROOT / "build/mutation" / str(number)
+        self.base = ROOT / "build/mutation" / (("quick-%d" if options.quick else "%d") % number)
         self.source, self.build = self.base / "source", self.base / "build"
         self.environment = dict(os.environ, SOURCE_DATE_EPOCH="1700000000", TMPDIR=str(self.base / "tmp"),
                                 LC_ALL="C", CCACHE_BASEDIR=str(self.base), CCACHE_NOHASHDIR="1")

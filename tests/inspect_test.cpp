@@ -203,6 +203,12 @@ TEST(Slips, AreNamed) {
         const std::string report = report_on(desk.tree);
         EXPECT_TRUE(std::regex_search(report, std::regex(slip.told))) << report;
     }
+    Desk desk;
+    const auto *const word = reinterpret_cast<const ZOEAVLp *>(Guarded(1).begin());
+    EXPECT_NE(text_of([&](FILE *out) {
+                  return zoeavl_check_root(desk.tree, word, ZOEAVL_CHECK_LINKS, out);
+              }).find("expected a root word, found unreadable memory"),
+              std::string::npos);
 }
 
 TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
@@ -276,11 +282,6 @@ TEST(Parameters, AreExplained) {
                   return zoeavl_explain(reinterpret_cast<const ZOEAVLParms *>(gone), out);
               }).find("can't be read"),
               std::string::npos);
-    const auto *const word = reinterpret_cast<const ZOEAVLp *>(gone);
-    EXPECT_NE(text_of([&](FILE *out) {
-                  return zoeavl_check_root(nullptr, word, ZOEAVL_CHECK_LINKS, out);
-              }).find("unreadable memory"),
-              std::string::npos);
 }
 
 TEST(Check, SeesEveryBitOfEveryLink) {
@@ -316,19 +317,18 @@ TEST(Check, ComparesLongKeysToTheirEnds) {
         ZOEAVLNODE node;
         char key[1000];
     } records[3]{};
-    ZOEAVLTree tree{};
-    std::memcpy(tree.tag, "nevo", sizeof tree.tag);
-    tree.root = {nullptr, offsetof(Long, key), sizeof(Long::key), nullptr};
-    tree.optable = &cbchar;
+    Desk desk;
+    ZOEAVLTree *const tree =
+        desk.make(plain(sizeof(Long::key), offsetof(Long, key), ZOEAVL_KEYTYPE_CHAR));
     char last = 0;
     for (Long &record : records) {
         std::iota(std::begin(record.key), std::end(record.key), '\0');
         *std::prev(std::end(record.key)) = last++;
-        cbchar.adder(&tree.root, &record.node);
+        tree->adder(&tree->root, &record.node);
     }
-    EXPECT_EQ(report_on(&tree), "");
+    EXPECT_EQ(report_on(tree), "");
     std::swap(records[0].key, records[1].key);
-    EXPECT_NE(report_on(&tree).find("key: expected a key above"), std::string::npos);
+    EXPECT_NE(report_on(tree).find("key: expected a key above"), std::string::npos);
 }
 
 struct TextRecord {
