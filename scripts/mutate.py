@@ -258,7 +258,7 @@ class Bench:
     def code(self, program):
         """What the program consists of as machine code."""
         digest = hashlib.sha256()
-        for file in sorted(self.build.glob("*.so")) + [program.executable]:
+        for file in [*program.libraries, program.executable]:
             digest.update(file.read_bytes())
         return digest.digest()
 
@@ -293,6 +293,12 @@ class Bench:
                 self.make("all")
 
 
+def symbols(which, binary):
+    """The names in its dynamic table: those that it defines, or has of others."""
+    listed = subprocess.run(["nm", "-D", "-P", "--%s-only" % which, binary], check=True, stdout=subprocess.PIPE, text=True)
+    return {line.split()[0].split("@")[0] for line in listed.stdout.splitlines()}
+
+
 class Program:
     """A test program of the build: one of GoogleTest, whose tests count one by one, or a script."""
 
@@ -301,9 +307,12 @@ class Program:
         self.executable = pathlib.Path(command[0])
         self.name = self.executable.name
         self.target = "zoeavl" if self.executable.suffix == ".sh" else self.name
+        self.libraries = sorted(bench.build.glob("*.so"))
         self.times = {}
         self.size = self.executable.stat().st_size  # as are the times to build and run it, roughly
         if self.executable.suffix != ".sh":
+            imports = symbols("undefined", self.executable)
+            self.libraries = [library for library in self.libraries if imports & symbols("defined", library)]
             report = bench.base / "report.json"
             bench.run([*command, "--gtest_output=json:%s" % report], 300, check=True)
             for suite in json.loads(report.read_text())["testsuites"]:

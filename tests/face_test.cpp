@@ -67,14 +67,6 @@ double missing_or_number(std::size_t rank) {
     return value;
 }
 
-template <class Index, class Set, class Values, class Links>
-void drive(Index &index, std::size_t count, Set set, Values values, Links links) {
-    IndexOperations<Record, Index, Set, Values, Links> run(index, count, set, values, links);
-    RandomBytes random;
-    for (int step = 0; step < 1000 && !testing::Test::HasFailure(); step++)
-        run.step(random);
-    run.clear();
-}
 const auto base = [](Record &r) -> ZOEAVLp { return &r; };
 
 /* Assigns to a member of any type, with zeros behind what is there for an array. */
@@ -108,7 +100,7 @@ class Faces : public testing::Test {
     void by(const char *name, Set set, Values values, std::size_t count = 100) {
         SCOPED_TRACE(name);
         zoe::index<Record, keys...> index;
-        drive(index, count, set, values, base);
+        run_at_random<Record>(index, count, 1000, set, values, base);
     }
     template <auto member, auto key = member, class Spell>
     void by_member(const char *name, Spell spell, std::size_t count = 100) {
@@ -126,7 +118,7 @@ class Faces : public testing::Test {
             EXPECT_EQ(std::memcmp(object->optable, table, sizeof *table), 0);
             EXPECT_EQ(object->root.keylen, keylen);
         }
-        drive(*tree.write(), 60, set, values, base);
+        run_at_random<Record>(*tree.write(), 60, 1000, set, values, base);
 
         const zoe::view<Record, keys...> view(object);
         std::vector<Record> records(60);
@@ -179,7 +171,8 @@ TEST_F(Faces, DoWhatTheModelDoesByEveryKindOfKey) {
     const auto number = [](std::size_t i) { return static_cast<std::int32_t>(i) - 50; };
     const auto set_i64 = setter<&Record::i64>(far_apart);
     zoe::index_on<&Record::hook, &Record::i64> on_hook;
-    drive(on_hook, 100, set_i64, one(far_apart), [](Record &r) -> ZOEAVLp { return &r.hook; });
+    run_at_random<Record>(on_hook, 100, 1000, set_i64, one(far_apart),
+                          [](Record &r) -> ZOEAVLp { return &r.hook; });
     in_tree<&Record::i64>(&cbi64, 1, set_i64, one(far_apart));
     by<[](const Record &r) { return r.i64; }>("callable", set_i64, one(far_apart));
     by<zoe::by<&Record::i64, std::less<>>>("std::less", set_i64, one(far_apart));

@@ -1,10 +1,8 @@
 /* What works on many records at a time: building, scanning, cutting, joining and look-ups in
  * lockstep leave, or read, trees that are sound to the last bit. */
-#include <numeric>
 #include <random>
 
-#include "model.h"
-#include "zoeavl.hpp"
+#include "index_operations.h"
 #include "zoeavl/engine/building.hpp"
 #include "zoeavl/engine/cutting.hpp"
 #include "zoeavl/engine/scanning.hpp"
@@ -178,260 +176,37 @@ struct Item : zoe::node {
     std::string text;
     char prefix[8] = {};
 };
-using Items = std::vector<Item *>;
-
-/* Batches on a head word of our own, against an array that has the item of each rank, or null. A
- * twin has the same key as the item with its rank. */
 template <auto... keys, class Value>
 void drive(std::size_t count, int steps, Value value) {
-    using Index = zoe::index<Item, keys...>;
-    std::vector<Item> items(2 * count);
-    for (std::size_t i = 0; i < 2 * count; i++) {
-        const std::size_t rank = i % count;
-        items[i].key = static_cast<std::int64_t>(rank / 4 * 4);
-        items[i].minor = static_cast<std::int32_t>(rank);
-        items[i].text = (rank < count / 2 ? "" : "a common prefix") + std::to_string(10000 + rank);
-    }
-    ZOEAVLp head = nullptr;
-    zoe::detail::tree_operations<zoe::detail::base_hook<Item>, keys...> index(&head);
-    Items expected(count);
-    std::mt19937 random(6);
-    const auto rank_of = [](const Item *item) { return static_cast<std::size_t>(item->minor); };
-    const auto all = [](const auto &range) {
-        Items found;
-        for (const Item &item : range)
-            found.push_back(const_cast<Item *>(&item));
-        return found;
-    };
-    const auto between = [&](std::size_t from, std::size_t to) {
-        Items found;
-        for (; from < to; from++)
-            if (expected[from] != nullptr)
-                found.push_back(expected[from]);
-        return found;
-    };
-    const auto picks = [&](std::size_t number) {
-        Items found(number);
-        for (Item *&item : found)
-            item = &items[random() % (2 * count)];
-        return found;
-    };
-    const auto loose_picks = [&](std::size_t number) {
-        Items found = picks(number);
-        std::erase_if(found, [](const Item *item) { return item->is_linked(); });
-        std::sort(found.begin(), found.end());
-        found.erase(std::unique(found.begin(), found.end()), found.end());
-        return found;
-    };
-    const auto with_key = [&](std::size_t rank, auto act) {
-        if constexpr (sizeof...(keys) > 1)
-            return std::apply(act, value(rank));
-        else
-            return act(value(rank));
-    };
-    const auto split = [&](std::size_t rank) {
-        return with_key(rank, [&](const auto &...v) { return index.split(v...); });
-    };
-    const auto bound = [&](std::size_t rank) {
-        return with_key(rank, [&](const auto &...v) { return index.lower_bound(v...); });
-    };
-    const auto is_ahead = [&](const Item *a, const Item *b) { return rank_of(a) < rank_of(b); };
-    /* Takes the picks over into what is expected; gives those that found their place taken. */
-    const auto admitted = [&](const Items &picked, Items &into) {
-        Items left_out;
-        for (Item *const item : picked)
-            if (Item *&place = into[rank_of(item)]; place == nullptr)
-                place = item;
-            else
-                left_out.push_back(item);
-        return left_out;
-    };
-    for (int step = 0; step < steps; step++) {
-        std::size_t from = random() % count;
-        std::size_t to = random() % count;
-        Items out;
-        const auto taken_out = [&] {
-            for (std::size_t i = from; i < to; i++)
-                expected[i] = nullptr;
-        };
-        switch (random() % 9) {
-        case 0: {
-            const Items picked = loose_picks(random() % (count / 2));
-            const Items left_out = admitted(picked, expected);
-            ASSERT_EQ(index.insert_many(picked, std::back_inserter(out)),
-                      picked.size() - left_out.size());
-            ASSERT_EQ(out, left_out);
-            break;
-        }
-        case 1: {
-            std::vector<decltype(value(from))> wanted{value(0)};
-            Items found{expected[0]};
-            for (const Item *const item : picks(100)) {
-                wanted.push_back(value(rank_of(item)));
-                found.push_back(expected[rank_of(item)]);
-            }
-            index.find_many(wanted, std::back_inserter(out));
-            ASSERT_EQ(out, found);
-            out.clear();
-            index.erase_many(wanted, std::back_inserter(out));
-            for (std::size_t i = 0; i < out.size(); i++) {
-                const std::size_t rank = rank_of(found[i] != nullptr ? found[i] : &items[0]);
-                ASSERT_EQ(out[i], found[i] != nullptr ? expected[rank] : nullptr);
-                if (out[i] != nullptr)
-                    expected[rank] = nullptr;
-            }
-            break;
-        }
-        case 2: {
-            Index upper = split(from);
-            ASSERT_EQ(all(upper), between(from, count));
-            ASSERT_EQ(upper.size(), between(from, count).size());
-            ASSERT_EQ(all(index), between(0, from));
-            if (!index.empty() && !upper.empty()) {
-                Index lowest = split(rank_of(&index.front()));
-                ASSERT_THROW(upper.join(std::move(lowest)), std::invalid_argument);
-                index.merge(lowest);
-            }
-            index.join(std::move(upper));
-            break;
-        }
-        case 3: {
-            Index range = index.extract_range(value(from), value(to));
-            ASSERT_EQ(all(range), between(from, to));
-            if (step % 2 == 0) {
-                index.merge(range);
-                ASSERT_TRUE(range.empty());
-            } else {
-                range.clear();
-                taken_out();
-            }
-            break;
-        }
-        case 4:
-            if (from > to)
-                std::swap(from, to);
-            ASSERT_EQ(index.erase(bound(from), bound(to)), bound(to));
-            taken_out();
-            break;
-        case 5: {
-            const Items picked = picks(random() % count);
-            Items chosen(count);
-            Items left_out = admitted(picked, chosen);
-            index.assign(picked, std::back_inserter(out));
-            std::stable_sort(left_out.begin(), left_out.end(), is_ahead);
-            ASSERT_EQ(out, left_out);
-            expected = chosen;
-            break;
-        }
-        case 6: {
-            Items sorted = between(0, count);
-            for (std::size_t i = from; i < count && sorted.size() > 1; i += 7)
-                sorted.erase(sorted.begin() + static_cast<std::ptrdiff_t>(i % sorted.size()));
-            Items twice = sorted;
-            if (!twice.empty()) {
-                twice.push_back(twice.back());
-                ASSERT_THROW(index.assign_sorted(twice), std::invalid_argument);
-                ASSERT_EQ(all(index), between(0, count));
-            }
-            index.assign_sorted(sorted);
-            expected.assign(count, nullptr);
-            admitted(sorted, expected);
-            break;
-        }
-        case 7: {
-            const auto note = [&](Item &item) { out.push_back(&item); };
-            index.for_each(value(from), value(to), note);
-            ASSERT_EQ(out, between(from, to));
-            out.clear();
-            index.for_each_reverse(note);
-            std::reverse(out.begin(), out.end());
-            ASSERT_EQ(out, between(0, count));
-            auto appender = index.appender();
-            Items picked = picks(step % 3 == 0 ? 300 : 8);
-            std::sort(picked.begin() + step % 8, picked.end(), is_ahead);
-            for (Item *const item : picked)
-                if (!item->is_linked()) {
-                    ASSERT_EQ(appender.insert(*item).second, expected[rank_of(item)] == nullptr);
-                    admitted({item}, expected);
-                }
-            Items rest = loose_picks(20);
-            std::stable_sort(rest.begin(), rest.end(), is_ahead);
-            const Items left_out = admitted(rest, expected);
-            ASSERT_EQ(appender.insert_range(rest), rest.size() - left_out.size());
-            break;
-        }
-        default: {
-            Index other;
-            Items theirs(count);
-            for (Item *const item : picks(step % 2 == 0 ? 50 : count))
-                if (!item->is_linked() && other.insert(*item).second)
-                    theirs[rank_of(item)] = item;
-            index.merge(other);
-            std::erase(theirs, nullptr);
-            const Items left_out = admitted(theirs, expected);
-            ASSERT_EQ(all(other), left_out);
-            ASSERT_EQ(other.size(), left_out.size());
-            other.clear();
-        }
-        }
-        std::vector<ZOEAVLp> order;
-        for (Item *const item : between(0, count))
-            order.push_back(item);
-        ASSERT_TRUE(sound(order, head)) << "step " << step;
-        for (const Item &item : items)
-            ASSERT_EQ(item.is_linked(), expected[rank_of(&item)] == &item);
-    }
-    index.clear();
+    zoe::index<Item, keys...> index;
+    run_at_random<Item, true>(
+        index, count, steps,
+        [&](Item &item, std::size_t rank) {
+            item.key = static_cast<std::int64_t>(rank / 4 * 4);
+            item.minor = static_cast<std::int32_t>(rank);
+            item.text = (rank < count / 2 ? "" : "a common prefix") + std::to_string(10000 + rank);
+        },
+        value, [](Item &item) -> ZOEAVLp { return &item; });
 }
 
 TEST(Many, BatchesDoWhatSingleOperationsDo) {
-    using Pair = std::pair<std::int64_t, std::int32_t>;
     constexpr auto less = [](std::int32_t a, std::int32_t b) noexcept { return a < b; };
     constexpr auto throwing_less = [](std::int32_t a, std::int32_t b) { return a < b; };
-    const auto number = [](std::size_t rank) { return static_cast<std::int32_t>(rank); };
+    const auto number = [](std::size_t rank) { return std::tuple(rank); };
     /* Low trees, which are searched one by one, and such as are searched in groups. */
-    for (const auto &[count, steps] : {std::pair(300U, 300), std::pair(25000U, 30)}) {
+    for (const auto &[count, steps] : {std::pair(300U, 400), std::pair(25000U, 40)}) {
         const auto text = [half = count / 2](std::size_t rank) {
-            return (rank < half ? "" : "a common prefix") + std::to_string(10000 + rank);
+            return std::tuple((rank < half ? "" : "a common prefix") +
+                              std::to_string(10000 + rank));
         };
         drive<&Item::minor>(count, steps, number);
-        drive<&Item::key, &Item::minor>(count, steps,
-                                        [](std::size_t rank) { return Pair(rank / 4 * 4, rank); });
+        drive<&Item::key, &Item::minor>(
+            count, steps, [](std::size_t rank) { return std::tuple(rank / 4 * 4, rank); });
         drive<zoe::prefixed<&Item::text, &Item::prefix>>(count, steps, text);
         drive<&Item::text>(count, steps, text);
         drive<zoe::by<&Item::minor, decltype(less)>>(count, steps, number);
     }
-    drive<zoe::by<&Item::minor, decltype(throwing_less)>>(300, 300, number);
-}
-
-TEST(Many, IndexesKnowHowManyRecordsTheyHold) {
-    std::vector<Item> items(30);
-    zoe::index<Item, &Item::key> low;
-    zoe::index<Item, &Item::key> high;
-    for (std::size_t i = 0; i < items.size(); i++) {
-        items[i].key = static_cast<std::int64_t>(i);
-        (i < 20 ? low : high).insert(items[i]);
-    }
-    const auto sizes = [&](const auto &other) { return std::pair(low.size(), other.size()); };
-    using Sizes = std::pair<std::size_t, std::size_t>;
-    low.join(std::move(high)); // both are counted
-    EXPECT_EQ(sizes(high), Sizes(30, 0));
-    auto top = low.split(25);
-    EXPECT_EQ(sizes(top), Sizes(25, 5));
-    auto uppermost = top.split(27);
-    low.join(std::move(top)); // neither is
-    EXPECT_EQ(sizes(uppermost), Sizes(27, 3));
-    low.swap(uppermost);
-    EXPECT_EQ(sizes(uppermost), Sizes(3, 27));
-    low.erase(low.begin());
-    uppermost.join(std::move(low));
-    EXPECT_EQ(sizes(uppermost), Sizes(0, 29));
-    EXPECT_TRUE(uppermost.extract_range(40, 50).empty());
-    EXPECT_EQ(sizes(uppermost), Sizes(0, 29));
-    auto range = uppermost.extract_range(5, 10);
-    uppermost.merge(range);
-    EXPECT_EQ(sizes(range), Sizes(0, 0));
-    EXPECT_EQ(uppermost.size(), 29U);
+    drive<zoe::by<&Item::minor, decltype(throwing_less)>>(300, 400, number);
 }
 
 TEST(Many, AppendersLinkAsInsertionDoesBehindEverySmallShape) {

@@ -27,7 +27,8 @@ ZOEAVLp links(Record &record) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     FuzzedDataProvider bytes(data, size);
     zoe::index<Record, &Record::first, zoe::descending<&Record::second>> index;
-    IndexOperations<Record, decltype(index), decltype(&set), decltype(&values), decltype(&links)>
+    IndexOperations<Record, true, decltype(index), decltype(&set), decltype(&values),
+                    decltype(&links)>
         run(index, 72, set, values, links);
     while (bytes.remaining_bytes() > 0)
         run.step(bytes);
