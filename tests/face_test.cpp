@@ -429,6 +429,7 @@ void fail_at_every_comparison() {
         [&] { index.extract(records[16].i32); },
         [&] { index.find_or_insert([&]() -> Record & { return records[13]; }, records[13].i32); },
         [&] { (void)index.between(3, 30); },
+        [&] { (void)zoe::check(index); },
         [] {},
     };
     for (const auto &operation : operations) {

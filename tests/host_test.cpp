@@ -222,9 +222,10 @@ TEST(CheckedHost, NamesEachSlip) {
     const auto write_late = [&] {
         ZOPool *const pool = pool_of(host, zoeavl_host_journal(stderr));
         auto *const block = static_cast<volatile unsigned char *>(pool->Alloc(pool, 4, 0));
-        EXPECT_EQ(block[3], 0xCD);
+        const bool fresh = block[3] == 0xCD;
         pool->Free(pool, const_cast<unsigned char *>(block));
-        block[0] = static_cast<unsigned char>(block[0] == 0xDD ? 0 : 0xDD);
+        if (fresh && block[0] == 0xDD)
+            block[0] = 0;
         pool->Destroy(pool);
     };
     EXPECT_FAULT(write_late(), "pool 'test': .* of 4 bytes was written to at byte 0");
@@ -351,6 +352,7 @@ TEST(CompileService, TakesTextAndLayoutsExactlyAndSaysWhereAMistakeIs) {
         codegen->addText(codegen, 1, ";//no", 3);
         codegen->addText(codegen, 0, "int size = sizeof(struct S)?", 27);
         codegen->addText(codegen, 0, ";", -1);
+        codegen->addText(codegen, 0, "?", 0);
         ZOModule *const module = codegen->compile(codegen, 0, 0);
         const std::string words = zoeavl_host_codegen_words(codegen);
         EXPECT_EQ(module != nullptr, c.words == nullptr) << words;

@@ -106,10 +106,12 @@ const struct {
      "^record [^\n]*place 16: key: expected a key above that of the record.*isn't found by its own "
      "key.*\n$",
      [](Desk &desk) { desk.records[16].key = 3; }},
-    {"a key changed by little", "place 16: key: expected a key above that of the record",
+    {"a key changed by little", "place 16: key: expected a key above that.*, found one below",
      [](Desk &desk) { desk.records[16].key = 145; }},
+    {"a key changed to another's", "place 16: key: expected a key above .*found an equal key",
+     [](Desk &desk) { desk.records[16].key = 150; }},
     {"the key of the root changed in the tree",
-     "place 7: key: expected a key below.*Records below this one aren't found",
+     "place 7: key: expected a key below.*found one above.*Records below this one aren't found",
      [](Desk &desk) {
          desk.records[7].key = 1000;
          EXPECT_EQ(desk.tree->root.headptr, &desk.records[7].node);
@@ -121,11 +123,17 @@ const struct {
          EXPECT_EQ(report_on(desk.tree), "");
          desk.records[16].key = 3;
      }},
-    {"a copy of the root from earlier", "is the head an old copy of the root",
+    {"a copy of the root from earlier",
+     "place 6: right link: expected the null thread of the last record, found the thread 0x",
      [](Desk &desk) {
          const ZOEAVLp copy = std::exchange(desk.tree->root.headptr, &desk.records[3].node);
          EXPECT_EQ(zoeavl_check_root(desk.tree, &copy, ZOEAVL_CHECK_ORDER, nullptr), 0);
      }},
+    {"the right child for the root",
+     "place 0: left link: expected the null thread of the first record",
+     [](Desk &desk) { desk.tree->root.headptr = desk.records[7].node.rlink; }},
+    {"a link made null", "place 8: left link: expected a child or a thread, found null",
+     [](Desk &desk) { desk.records[8].node.llink = nullptr; }},
     {"a head with a tag", "^head [^\n]*: expected a plain address",
      [](Desk &desk) {
          ZOEAVLp &head = desk.tree->root.headptr;
@@ -184,6 +192,11 @@ const struct {
      [](Desk &desk) {
          ZOEAVLNODE &root = desk.records[7].node;
          root.rlink = reinterpret_cast<ZOEAVLp>(model::word(root.rlink) & ~1UL);
+     }},
+    {"a balance bit too many", "place 7: balance: expected at most one balance bit",
+     [](Desk &desk) {
+         ZOEAVLNODE &root = desk.records[7].node;
+         root.llink = reinterpret_cast<ZOEAVLp>(model::word(root.llink) | 1);
      }},
     {"a subtree cut off", "place 0: heights: .* differ by at most one, found the right one higher",
      [](Desk &desk) { desk.records[7].node.llink = reinterpret_cast<ZOEAVLp>(2); }},
@@ -459,6 +472,9 @@ TEST(Statistics, TellShapeAndDistances) {
     EXPECT_EQ(told.same_line, 0);
     EXPECT_DOUBLE_EQ(told.same_page, 63.0 / 64);
     EXPECT_EQ(told.median_distance, 64U);
+    root.headptr = nullptr;
+    ASSERT_EQ(zoeavl_statistics(nullptr, &root.headptr, &told), 0);
+    EXPECT_EQ(told.same_line, 0) << "of no steps";
 }
 
 TEST(Picture, ShowsChildrenThreadsLeansAndFaults) {

@@ -1,5 +1,6 @@
 /* The scaling mutex: every interleaving of two readers and a writer, and a soak of threads. */
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <latch>
 #include <map>
@@ -350,6 +351,28 @@ TEST(ScalingMutex, WaitsForReadersWithAndWithoutRows) {
     }
     EXPECT_TRUE(mutex.try_lock());
     mutex.unlock();
+}
+
+TEST(ScalingMutex, GateLetsReadersPastAWaitingWriterIfTheyComeFirst) {
+    using enum zoe::preference;
+    for (const auto first : {writers, readers}) {
+        zoe::scaling::pthread_gate gate(first);
+        gate.lock_shared();
+        std::thread writer([&] {
+            gate.lock();
+            gate.unlock();
+        });
+        bool shut = false;
+        for (int tries = 0; first == writers ? !shut : tries < 50; tries++) {
+            shut |= !gate.try_lock_shared();
+            if (!shut)
+                gate.unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_EQ(shut, first == writers);
+        gate.unlock();
+        writer.join();
+    }
 }
 
 /* Threads that come and go read nine mutexes at once, which is more than a row takes, and write

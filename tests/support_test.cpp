@@ -112,15 +112,16 @@ TEST(FillsScansAndComparisons, AgreeWithLoops) {
             });
     }
     /* Lengths have 64 bits: all of this is decided by the first units. */
-    const Buffer ones(64, 1);
+    Buffer ones(64, 1);
+    ones[9] = 2;
     const Buffer nans(64, 0xFF);
     const auto *const wide = reinterpret_cast<const zochar *>(ones.data());
     constexpr std::uint64_t endless = std::uint64_t{1} << 32;
-    EXPECT_EQ(skMemNot(5, ones.data(), endless), 0U);
-    EXPECT_EQ(skMemTNot(5, wide, endless), 0U);
-    EXPECT_EQ(skMemScan(ones.data(), endless, 1), 0);
-    EXPECT_EQ(skMemNScan(ones.data(), endless, 5), 0);
-    EXPECT_EQ(skMemTNScan(wide, endless, 5), 0);
+    EXPECT_EQ(skMemNot(1, ones.data(), endless), 0U);
+    EXPECT_EQ(skMemTNot(wide[0], wide, endless), 0U);
+    EXPECT_EQ(skMemScan(ones.data(), endless, 2), 9);
+    EXPECT_EQ(skMemNScan(ones.data(), endless, 1), 9);
+    EXPECT_EQ(skMemTNScan(wide, endless, wide[0]), 2);
     EXPECT_EQ(skMemCmp(ones.data(), nans.data(), endless), -1);
     EXPECT_EQ(skWMemCmp(wide, reinterpret_cast<const zochar *>(nans.data()), endless), 1);
     EXPECT_EQ(skMissArray(reinterpret_cast<const double *>(nans.data()), endless), 1U);
