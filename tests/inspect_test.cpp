@@ -3,9 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <numeric>
-#include <random>
 #include <regex>
-#include <span>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -13,10 +11,8 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 
-#include "guarded.h"
-#include "model.h"
+#include "corrupted_tree.h"
 #include "recording_host.h"
-#include "zoeavl_inspect.h"
 
 namespace {
 
@@ -344,69 +340,11 @@ TEST(Check, ComparesLongKeysToTheirEnds) {
     EXPECT_NE(report_on(tree).find("key: expected a key above"), std::string::npos);
 }
 
-struct TextRecord {
-    ZOEAVLNODE node;
-    ZOEAVLVaryingKey key;
-    char text[24];
-};
-
 TEST(Check, SurvivesWhateverStandsInATree) {
-    std::mt19937_64 random(5);
-    /* Apart from all else that can be read, since a key may be said to be of any length. */
-    const Guarded memory(400 * sizeof(TextRecord));
-    const std::span records(reinterpret_cast<TextRecord *>(memory.begin()), 400);
-    ZOEAVL_ROOT root{nullptr, offsetof(TextRecord, key), 1, nullptr};
-    for (TextRecord &record : records) {
-        const int length = std::snprintf(record.text, sizeof record.text, "%lx", random() >> 20);
-        record.key = {record.text, static_cast<std::uint32_t>(length)};
-        cbvchar.adder(&root, &record.node);
-    }
-    ZOEAVLTree tree{};
-    std::memcpy(tree.tag, "nevo", sizeof tree.tag);
-    tree.root = root;
-    tree.optable = &cbvchar;
-    ASSERT_EQ(report_on(&tree), "");
-
-    FILE *const nowhere = std::fopen("/dev/null", "w");
-    const auto any = [&]() -> TextRecord & { return records[random() % records.size()]; };
-    const auto word = [&]() -> std::uint64_t {
-        switch (random() % 4) {
-        case 0:
-            return random();
-        case 1:
-            return random() >> random() % 64;
-        case 2:
-            return model::word(&any().node) + random() % 64;
-        default:
-            return model::word(&any().node) | random() % 4;
-        }
-    };
-    const std::vector<TextRecord> sound(records.begin(), records.end());
-    for (int round = 0; round < 25000; round++) {
-        TextRecord *const changed[] = {&any(), &any(), &any(), &any()};
-        bool links_differ = false;
-        for (TextRecord *record : changed) {
-            std::uint64_t words[3];
-            static_assert(offsetof(TextRecord, key) == sizeof words[0] * 2);
-            std::memcpy(words, record, sizeof words);
-            words[random() % 3] = word();
-            if (random() % 8 == 0)
-                record->key.length = static_cast<std::uint32_t>(random());
-            links_differ |= std::memcmp(words, record, sizeof(ZOEAVLNODE)) != 0;
-            std::memcpy(record, words, sizeof words);
-        }
-        const std::vector<char> before(reinterpret_cast<char *>(changed[0]),
-                                       reinterpret_cast<char *>(changed[0] + 1));
-        const std::int64_t faults = zoeavl_check(&tree, ZOEAVL_CHECK_ORDER, nowhere);
-        ASSERT_GE(faults, links_differ ? 1 : 0);
-        ASSERT_EQ(std::memcmp(before.data(), changed[0], before.size()), 0);
-        if (round % 100 == 0) {
-            ASSERT_GE(zoeavl_draw(&tree, nullptr, nullptr, nowhere), links_differ ? 1 : 0);
-        }
-        for (TextRecord *record : changed)
-            *record = sound[static_cast<std::size_t>(record - records.data())];
-    }
-    std::fclose(nowhere);
+    CorruptedTree tree(400);
+    RandomBytes random;
+    for (int round = 0; round < 25000 && !HasFailure(); round++)
+        tree.step(random);
 }
 
 /* The emulator of other processors neither limits memory nor filters calls. */
