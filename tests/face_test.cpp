@@ -268,6 +268,7 @@ TEST(Index, LooksIntegersUpByValueWhateverTheirType) {
     EXPECT_EQ(narrow.lower_bound(std::uint32_t{1} << 31), narrow.end());
     EXPECT_EQ(&narrow.back(), narrow.neighbours(UINT64_MAX).below);
     EXPECT_FALSE(wide.contains(-1));
+    EXPECT_TRUE(wide.contains(0));
     EXPECT_EQ(wide.upper_bound(-1), wide.begin());
     EXPECT_TRUE(wide.contains(UINT64_MAX));
     EXPECT_FALSE(reversed.contains(383));

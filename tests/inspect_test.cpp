@@ -81,7 +81,9 @@ const struct {
 } slips[] = {
     {"flattened without a null in the head", "was the head set to null after flattening",
      [](Desk &desk) { desk.tree->ToList(desk.tree, nullptr); }},
-    {"a record in two trees", "is the record in two trees",
+    {"a record in two trees",
+     "place 6: left link: expected the thread to the record before[^]*"
+     "place 7: right link: expected the thread to the next record.*is the record in two trees",
      [](Desk &desk) {
          ZOEAVLTree *const other = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64));
          desk.add(other, 6);
@@ -104,8 +106,10 @@ const struct {
      [](Desk &desk) { desk.records[16].key = 3; }},
     {"a key changed by little", "place 16: key: expected a key above that.*, found one below",
      [](Desk &desk) { desk.records[16].key = 145; }},
-    {"a key changed to another's", "place 16: key: expected a key above .*found an equal key",
-     [](Desk &desk) { desk.records[16].key = 150; }},
+    {"a key changed to another's", "place 19: key: expected a key above .*found an equal key",
+     [](Desk &desk) { desk.records[19].key = 180; }},
+    {"the first key changed", "place 0: key: expected a key below",
+     [](Desk &desk) { desk.records[0].key = 25; }},
     {"the key of the root changed in the tree",
      "place 7: key: expected a key below.*found one above.*Records below this one aren't found",
      [](Desk &desk) {
@@ -248,8 +252,12 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
 }
 
 TEST(Parameters, AreExplained) {
-    const ZOEAVLOpTable partial{cbi64.adder, nullptr, nullptr, nullptr,
-                                nullptr,     nullptr, nullptr, nullptr};
+    ZOEAVLOpTable partial = cbi64;
+    partial.killer = nullptr;
+    partial.safe_adder = nullptr;
+    ZOEAVLOpTable locked = cbi64;
+    locked.adder = nullptr;
+    locked.safe_killer = nullptr;
     const ZOEAVLOpTable empty{};
     const auto *const gone = reinterpret_cast<const ZOEAVLOpTable *>(Guarded(1).begin());
     const struct {
@@ -275,17 +283,31 @@ TEST(Parameters, AreExplained) {
         {plain(24, 1, 5), 3, "look swapped"},
         {plain(1, 16, 25), 0, "compiled at run time"},
         {plain(1, 16, 0), 1, "without a table"},
-        {{1, 16, 0, 1, &partial, 0}, 1, "would crash"},
+        {{1, 16, 0, 0, &cbi64, 0}, 0, "slots 4 to 7"},
+        {{1, 16, 0, 1, &cbi64, 0}, 0, "slots 0 to 3"},
+        {{1, 16, 0, 0, &locked, 0}, 1, "slots 4 to 7 aren't all filled"},
+        {{1, 16, 0, 1, &partial, 0}, 1, "slots 0 to 3 aren't all filled"},
         {{1, 16, 0, 0, &partial, 0}, 1, "no adder in slot 4"},
         {{1, 16, 0, 1, &empty, 0}, 1, "no adder in slot 0"},
         {{1, 16, 5, 0x15, &partial, 9}, 4, "flags 0x10 mean nothing"},
     };
-    for (const auto &row : rows) {
-        std::int64_t warnings = -1;
+    const auto expect = [](const ZOEAVLParms &parms, int warnings, const std::string &told) {
+        std::int64_t warned = -1;
         const std::string text =
-            text_of([&](FILE *out) { return zoeavl_explain(&row.parms, out); }, &warnings);
-        EXPECT_EQ(warnings, row.warnings) << text;
-        EXPECT_NE(text.find(row.told), text.npos) << text;
+            text_of([&](FILE *out) { return zoeavl_explain(&parms, out); }, &warned);
+        EXPECT_EQ(warned, warnings) << text;
+        EXPECT_NE(text.find(told), text.npos) << text;
+    };
+    for (const auto &row : rows)
+        expect(row.parms, row.warnings, row.told);
+    const char *const tables[] = {"char",  "zochar",  "i32",   "u32",   "i64",   "u64",
+                                  "dbl",   "mdbl",    "ia32",  "ia64",  "ua32",  "ua64",
+                                  "vchar", "vzochar", "i32p",  "u32p",  "i64p",  "u64p",
+                                  "dblp",  "mdblp",   "ia32p", "ia64p", "ua32p", "ua64p"};
+    for (ZOEAVLKeyType type = 1; type <= std::size(tables); type++) {
+        const bool array = tables[type - 1][1] == 'a';
+        expect(plain(array ? 2 : 1, 16, type), 0,
+               "key type " + std::to_string(type) + ": cb" + tables[type - 1] + ",");
     }
     EXPECT_NE(text_of([&](FILE *out) {
                   return zoeavl_explain(reinterpret_cast<const ZOEAVLParms *>(gone), out);
@@ -455,6 +477,11 @@ edge [dir=none];
 }
 )");
     EXPECT_NE(drawn(1).find("\"2\" [shape=triangle, label=\"2\"]"), whole.npos);
+    std::int64_t faults = -1;
+    EXPECT_NE(text_of([&](FILE *out) { return zoeavl_draw(nullptr, &head, nullptr, out); }, &faults)
+                  .find("\"3\" [label=\"0x"),
+              whole.npos);
+    EXPECT_EQ(faults, 0);
     desk.records[19].node.rlink = head;
     EXPECT_NE(drawn(0).find("\"3\" -> \"1\" [dir=forward, color=red"), whole.npos);
 }
