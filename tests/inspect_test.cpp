@@ -300,14 +300,10 @@ TEST(Parameters, AreExplained) {
     };
     for (const auto &row : rows)
         expect(row.parms, row.warnings, row.told);
-    const char *const tables[] = {"char",  "zochar",  "i32",   "u32",   "i64",   "u64",
-                                  "dbl",   "mdbl",    "ia32",  "ia64",  "ua32",  "ua64",
-                                  "vchar", "vzochar", "i32p",  "u32p",  "i64p",  "u64p",
-                                  "dblp",  "mdblp",   "ia32p", "ia64p", "ua32p", "ua64p"};
-    for (ZOEAVLKeyType type = 1; type <= std::size(tables); type++) {
-        const bool array = tables[type - 1][1] == 'a';
-        expect(plain(array ? 2 : 1, 16, type), 0,
-               "key type " + std::to_string(type) + ": cb" + tables[type - 1] + ",");
+    for (ZOEAVLKeyType type = 1; type <= std::size(table_names); type++) {
+        const std::string name = table_names[type - 1];
+        expect(plain(name[3] == 'a' ? 2 : 1, 16, type), 0,
+               "key type " + std::to_string(type) + ": " + name + ",");
     }
     EXPECT_NE(text_of([&](FILE *out) {
                   return zoeavl_explain(reinterpret_cast<const ZOEAVLParms *>(gone), out);

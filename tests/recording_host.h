@@ -13,6 +13,12 @@
 
 #include "zosupport.h"
 
+/* The names of the built-in tables, by key type from 1 on. */
+inline constexpr const char *table_names[] = {
+    "cbchar", "cbzochar", "cbi32",  "cbu32",   "cbi64",   "cbu64",     "cbdbl",   "cbmdbl",
+    "cbia32", "cbia64",   "cbua32", "cbua64",  "cbvchar", "cbvzochar", "cbi32p",  "cbu32p",
+    "cbi64p", "cbu64p",   "cbdblp", "cbmdblp", "cbia32p", "cbia64p",   "cbua32p", "cbua64p"};
+
 class RecordingHost;
 
 template <class Slots>
