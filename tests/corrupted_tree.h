@@ -4,6 +4,7 @@
 #ifndef ZOEAVL_TESTS_CORRUPTED_TREE_H
 #define ZOEAVL_TESTS_CORRUPTED_TREE_H
 
+#include <algorithm>
 #include <cstring>
 
 #include "choices.h"
@@ -53,7 +54,7 @@ class CorruptedTree {
             changed_links += (records[i].node.llink != sound[i].node.llink) +
                              (records[i].node.rlink != sound[i].node.rlink);
         const bool same_head = tree.root.headptr == head;
-        const std::vector<Record> before(records, records + count);
+        const std::vector<char> before(memory.begin(), memory.begin() + count * sizeof(Record));
         const int level =
             bytes.template ConsumeIntegralInRange<int>(ZOEAVL_CHECK_LINKS, ZOEAVL_CHECK_ORDER);
         const std::int64_t faults = zoeavl_check(&tree, level, nowhere());
@@ -64,7 +65,7 @@ class CorruptedTree {
             DEMAND(faults > 0 || statistics.records < count);
         if (bytes.ConsumeIntegralInRange(0, 63) == 0)
             DEMAND(zoeavl_draw(&tree, nullptr, nullptr, nowhere()) >= 0);
-        DEMAND(std::memcmp(before.data(), records, count * sizeof(Record)) == 0);
+        DEMAND(std::equal(before.begin(), before.end(), memory.begin()));
         std::copy(sound.begin(), sound.end(), records);
         tree.root.headptr = head;
     }
