@@ -43,12 +43,16 @@ class CorruptedTree {
             Record &record = some_record(bytes);
             const auto place = bytes.template ConsumeIntegralInRange<std::size_t>(0, 3);
             static_assert(offsetof(Record, key) == 2 * sizeof(std::uintptr_t));
-            const std::uintptr_t word = some_word(bytes);
-            if (place < 3)
-                std::memcpy(reinterpret_cast<char *>(&record) + place * sizeof word, &word,
-                            sizeof word);
+            std::uintptr_t words[3];
+            std::memcpy(words, &record, sizeof words);
+            if (place == std::size(words))
+                record.key.length =
+                    bytes.template ConsumeIntegralInRange<std::uint32_t>(0, 1 << 20);
+            else if (bytes.ConsumeBool())
+                words[place] ^= std::uintptr_t{1} << bytes.ConsumeIntegralInRange(0, 63);
             else
-                record.key.length = static_cast<std::uint32_t>(word % (1U << 20));
+                words[place] = some_word(bytes);
+            std::memcpy(&record, words, sizeof words);
         }
         for (std::size_t i = 0; i < count; i++)
             changed_links += (records[i].node.llink != sound[i].node.llink) +
