@@ -270,7 +270,7 @@ TEST(Parameters, AreExplained) {
     } rows[] = {
         {{1, 16, 0, 1, gone, 0}, 1, "would crash: the table of operations can't be read"},
         {plain(1, 16, 5), 0, "cbi64, one signed 64-bit integer; in bytes 16 to 23"},
-        {plain(3, 16, 9), 0, "cbia32, 3 of: signed 32-bit integer; in bytes 16 to 27"},
+        {plain(16, 16, 9), 0, "cbia32, 16 of: signed 32-bit integer; in bytes 16 to 79"},
         {plain(7, 20, 13), 0, "behind the ZOEAVLVaryingKey in bytes 20 to 31"},
         {plain(1, -8, 20), 0, "behind the pointer in bytes -8 to -1"},
         {plain(0, 16, 3), 1, "at most one record"},
@@ -281,7 +281,8 @@ TEST(Parameters, AreExplained) {
         {plain(-2, 16, 9), 1, "all keys are equal"},
         {plain(8, 12, 1), 1, "overlaps the links"},
         {plain(1, -4, 5), 1, "overlaps the links"},
-        {plain(24, 1, 5), 3, "look swapped"},
+        {plain(16, 15, 5), 3, "look swapped"},
+        {plain(16, 1, 5), 3, "look swapped"},
         {plain(1, 16, 25), 0, "compiled at run time"},
         {plain(1, 16, 0), 1, "without a table"},
         {{1, 16, 0, 0, &cbi64, 0}, 0, "slots 4 to 7"},
