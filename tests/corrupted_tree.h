@@ -65,10 +65,12 @@ class CorruptedTree {
         ZOEAVLStatistics statistics;
         DEMAND(zoeavl_statistics(&tree, nullptr, &statistics) >= 0);
         DEMAND(faults >= 0 && (faults == 0 || changes != 0 || !same_head));
-        if (same_head && changed_links == 1 && level >= ZOEAVL_CHECK_HEIGHTS)
+        if (same_head && changed_links == 1 && level >= ZOEAVL_CHECK_HEIGHTS) {
             DEMAND(faults > 0 || statistics.records < count);
-        if (bytes.ConsumeIntegralInRange(0, 63) == 0)
+        }
+        if (bytes.ConsumeIntegralInRange(0, 63) == 0) {
             DEMAND(zoeavl_draw(&tree, nullptr, nullptr, nowhere()) >= 0);
+        }
         DEMAND(std::equal(before.begin(), before.end(), memory.begin()));
         std::copy(sound.begin(), sound.end(), records);
         tree.root.headptr = head;

@@ -532,9 +532,10 @@ TEST_F(Faces, AreRefusedWhereTheMembersSayOtherwise) {
     };
     EXPECT_EQ(words_of_refusal(parms(ZOEAVL_KEYTYPE_I32, offset), nothing), "taken");
     for (ZOEAVLKeyType type = ZOEAVL_KEYTYPE_U32; type <= std::size(table_names); type++)
-        if (const std::string name = table_names[type - 1]; name[3] != 'a' && name != "cbi32")
+        if (const std::string name = table_names[type - 1]; name[3] != 'a' && name != "cbi32") {
             EXPECT_EQ(words_of_refusal(parms(type, offset), nothing),
                       wanted + "table " + name + at + ", length 1");
+        }
     EXPECT_EQ(words_of_refusal(parms(ZOEAVL_KEYTYPE_I32, offset + 4), nothing),
               wanted + "table cbi32, offset " + std::to_string(offset + 4) + ", length 1");
     EXPECT_EQ(words_of_refusal(parms(ZOEAVL_KEYTYPE_GENERATED, offset), nothing),

@@ -223,6 +223,7 @@ TEST(CheckedHost, NamesEachSlip) {
     const auto write_late = [&] {
         ZOPool *const pool = pool_of(host, zoeavl_host_journal(stderr));
         auto *const block = static_cast<volatile unsigned char *>(pool->Alloc(pool, 4, 0));
+        std::setvbuf(stderr, nullptr, _IOFBF, 1 << 12); // and is pushed out
         const bool fresh = block[3] == 0xCD;
         pool->Free(pool, const_cast<unsigned char *>(block));
         if (fresh && block[0] == 0xDD)

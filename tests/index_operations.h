@@ -309,8 +309,9 @@ class IndexOperations {
         DEMAND(model::same(expected, expected.root()));
         DEMAND(index.empty() == expected.order.empty());
         if constexpr (requires { index.size(); }) {
-            if (bytes.ConsumeBool()) // it needn't be known from step to step
+            if (bytes.ConsumeBool()) { // it needn't be known from step to step
                 DEMAND(index.size() == expected.order.size());
+            }
         }
         auto forward = index.begin();
         for (const ZOEAVLp node : expected.order)
@@ -378,10 +379,11 @@ class IndexOperations {
         present = now;
         expected.order.clear();
         for (Record &record : records)
-            if (!is_twin(&record) && now[rank_of(&record)])
+            if (!is_twin(&record) && now[rank_of(&record)]) {
                 expected.order.push_back(links(record));
-            else
+            } else {
                 DEMAND(model::words_of(links(record)) == model::Words(0, 0));
+            }
         DEMAND(expected.reshape());
     }
     void taken(Record *record, ZOEAVLp node) {
