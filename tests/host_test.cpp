@@ -49,8 +49,17 @@ class BothHosts : public testing::TestWithParam<ZOHost *(*)()> {
 INSTANTIATE_TEST_SUITE_P(Embedded, BothHosts, testing::Values(zoeavl_host, zoeavl_host_checked));
 
 TEST(EmbeddedHost, IsCheckedIfTheEnvironmentSaysSo) {
-    EXPECT_EQ(zoeavl_host() == zoeavl_host_checked(),
-              std::getenv("ZOEAVL_HOST_CHECKED") != nullptr);
+    const char *const name = "ZOEAVL_HOST_CHECKED";
+    EXPECT_EQ(zoeavl_host() == zoeavl_host_checked(), std::getenv(name) != nullptr);
+    const std::string before = std::getenv(name) != nullptr ? std::getenv(name) : "0";
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a new process asks anew
+    for (const char *const value : {"1", "yes", "0", ""}) {
+        setenv(name, value, 1);
+        EXPECT_EXIT(std::exit(zoeavl_host() == zoeavl_host_checked()),
+                    testing::ExitedWithCode(std::strlen(value) > 0 && *value != '0'), "");
+    }
+    GTEST_FLAG_SET(death_test_style, "fast");
+    setenv(name, before.c_str(), 1);
 }
 
 /* Blocks are aligned, apart, and hold what was put there; what is freed comes back. */

@@ -252,6 +252,10 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
     EXPECT_NE(note_on(desk.tree).find("another form"), std::string::npos);
     desk.tree->root.headptr = nullptr;
     EXPECT_EQ(report_on(desk.tree), "");
+    desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_MDBL));
+    desk.records[0].key = -1; // a missing value, which has its place
+    desk.add(desk.tree, 0);
+    EXPECT_EQ(report_on(desk.tree), "");
     desk.tree = desk.make(plain(-1, offsetof(Record, key), ZOEAVL_KEYTYPE_CHAR));
     EXPECT_NE(note_on(desk.tree).find("key length is negative"), std::string::npos);
 }
