@@ -1,11 +1,15 @@
 /* The C++ face against the model: random operations on indexes by all kinds of keys, the same on
  * tree objects and views, exceptions, and what must hold at compile time. */
 #include <algorithm>
+#include <cctype>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
 #include <ranges>
 #include <set>
+#include <strings.h>
 
 #include "index_operations.h"
 #include "recording_host.h"
@@ -275,6 +279,103 @@ TEST(Index, LooksIntegersUpByValueWhateverTheirType) {
     EXPECT_EQ(reversed.lower_bound(INT64_MAX), reversed.begin());
     EXPECT_EQ(reversed.lower_bound(-128), reversed.end());
     EXPECT_EQ(&reversed.front(), &records[8]);
+}
+
+/* Compares without regard to case, as its traits say. */
+struct Caseless : std::char_traits<char> {
+    static bool lt(char a, char b) { return std::tolower(a) < std::tolower(b); }
+    static bool eq(char a, char b) { return std::tolower(a) == std::tolower(b); }
+    static int compare(const char *a, const char *b, std::size_t length) {
+        return strncasecmp(a, b, length);
+    }
+};
+struct First {
+    int first = 0;
+};
+struct Second {
+    int second = 0;
+};
+struct Both : First, Second {};
+enum class Downwards : int { high, low };
+constexpr bool operator<(Downwards a, Downwards b) {
+    return static_cast<int>(a) > static_cast<int>(b);
+}
+struct Bare {
+    int value;
+};
+struct BareLess {
+    bool operator()(const Bare &a, const Bare &b) const { return a.value < b.value; }
+};
+struct Other : zoe::node {
+    std::wstring wide;
+    std::optional<int> optional;
+    std::basic_string<char, Caseless> caseless;
+    Second *pointer = nullptr;
+    void (*function)() = nullptr;
+    short shorts[3] = {};
+    double doubles[2] = {};
+    Downwards direction{};
+    Bare bare{};
+    void operator&() const = delete;
+};
+
+TEST(Index, LooksUpByWhatComparesWithTheKey) {
+    std::vector<Other> records(4);
+    Both both[4];
+    for (std::size_t i = 0; i < records.size(); i++) {
+        records[i].wide.assign(1, static_cast<wchar_t>(L'a' + i));
+        if (i > 0)
+            records[i].optional = static_cast<int>(i);
+        records[i].caseless.assign(1, static_cast<char>((i % 2 ? 'A' : 'a') + i));
+        records[i].pointer = both + i;
+        records[i].shorts[1] = records[i].shorts[2] = static_cast<short>(i);
+        records[i].doubles[1] = static_cast<double>(i);
+        records[i].bare.value = static_cast<int>(i);
+    }
+    const auto finds = [&]<auto... keys>(const zoe::index<Other, keys...> &, std::size_t rank,
+                                         const auto &value) {
+        zoe::index<Other, keys...> index;
+        EXPECT_EQ(index.insert_range(records), records.size());
+        EXPECT_TRUE(index.contains(value));
+        EXPECT_EQ(index.lower_bound(value).operator->(), std::addressof(records[rank]));
+    };
+    using zoe::index;
+    finds(index<Other, &Other::wide>(), 2, L"c");
+    finds(index<Other, &Other::wide>(), 1, std::wstring_view(L"b"));
+    finds(index<Other, &Other::optional>(), 0, std::nullopt);
+    finds(index<Other, &Other::optional>(), 3, 3);
+    finds(index<Other, &Other::caseless>(), 1, "b");
+    finds(index<Other, &Other::pointer>(), 2, both + 2);
+    const short wanted[] = {0, 3, 3};
+    finds(index<Other, &Other::shorts>(), 3, wanted);
+    finds(index<Other, &Other::doubles>(), 1, records[1].doubles);
+    finds(index<Other, zoe::by<&Other::bare, BareLess>>(), 2, Bare{2});
+
+    index<Other, &Other::function> functions;
+    functions.insert(records[0]);
+    EXPECT_TRUE(functions.contains(nullptr));
+    functions.clear();
+    records[1].direction = Downwards::low;
+    index<Other, zoe::by<&Other::direction, std::less<>>> downwards;
+    downwards.insert(records[0]);
+    downwards.insert(records[1]);
+    EXPECT_EQ(downwards.front().direction, Downwards::low);
+    downwards.clear();
+
+    /* An iterator that can't be copied, and makes its records. */
+    struct Maker {
+        std::deque<Record> &made;
+        std::unique_ptr<int> not_copied{};
+        Record &operator*() const { return made.back(); }
+        Maker &operator++() {
+            made.emplace_back().i32 = static_cast<std::int32_t>(made.size());
+            return *this;
+        }
+        bool operator!=(std::size_t end) const { return made.size() != end; }
+    };
+    std::deque<Record> made(1);
+    index<Record, &Record::i32> of_made;
+    EXPECT_EQ(of_made.insert(Maker{made}, 4U), 3U);
 }
 
 TEST(Index, ComparesCharactersToTheWholeLength) {

@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 failures=0
 
 refused() { # what the compiler must say, code
-    printf '#include <string>\n#include <zoeavl.hpp>\nstruct R : zoe::node { int key; std::string text; double d; };
+    printf '#include <istream>\n#include <ranges>\n#include <string>\n#include <zoeavl.hpp>\nstruct R : zoe::node { int key; std::string text; double d; };
 struct Bare { int key; };\nstruct Other { int key; };\nstruct NoOrder {};\nstruct Odd : zoe::node { NoOrder key; };
 R *made();\nvoid use() {\n%s\n}\n' "$2" >"$work/refused.cpp"
     if $cxx -std=c++20 "-I$source/include" -fsyntax-only "$work/refused.cpp" 2>"$work/words"; then
@@ -34,6 +34,13 @@ refused "the key's type has neither <=> nor <" 'zoe::index<Odd, &Odd::key> i; i.
 refused "missing values are doubles" 'zoe::index<R, zoe::missing<&R::key>> i; i.contains(1);'
 refused "an indirect key is a pointer" 'zoe::index<R, zoe::indirect<&R::key>> i; i.contains(1);'
 refused "an integer key is looked up by an integer" 'zoe::index<R, &R::key> i; i.contains(1.5);'
+refused "an array is looked up by an array of its length and type" \
+    'struct I : zoe::node { int key[2]; }; zoe::index<I, &I::key> i; i.contains(std::declval<const int *>());'
+refused "characters are looked up by characters" \
+    'struct C : zoe::node { char key[4]; }; zoe::index<C, &C::key> i; i.contains(std::wstring());'
+refused "by, missing and indirect take a key that doesn" 'zoe::index<R, zoe::missing<zoe::descending<&R::d>>> i; i.contains(1);'
+refused "assign_sorted goes through the records twice" \
+    'zoe::index<R, &R::key> i; i.assign_sorted(std::views::istream<int>(std::declval<std::istream &>()));'
 refused "a string key is looked up by what converts to std::string_view" 'zoe::index<R, &R::text> i; i.contains(1);'
 refused "this look-up takes one value for each key" 'zoe::index<R, &R::key, &R::text> i; i.contains(1);'
 refused "more look-up values than keys" 'zoe::index<R, &R::key> i; (void)i.lower_bound(1, 2);'

@@ -131,9 +131,12 @@ class batches : public operations<Derived, Hook, keys...> {
     /* ---- The whole content at once. If anything throws, nothing has changed. ---- */
 
     /* Replaces what is there by the records, which ascend strictly: else std::invalid_argument that
-     * names the first that doesn't, counted from 0. Makes the complete tree. O(n). */
+     * names the first that doesn't, counted from 0. Makes the complete tree. O(n). Goes through the
+     * records twice, so they aren't taken from the index itself, whose links are gone by then. */
     template <class Records>
     void assign_sorted(Records &&records) {
+        static_assert(std::forward_iterator<decltype(std::begin(records))>,
+                      "zoeavl: assign_sorted goes through the records twice");
         expect_sound();
         std::size_t count = 0;
         record_type *previous = nullptr;
@@ -279,8 +282,8 @@ class batches : public operations<Derived, Hook, keys...> {
     /* ---- Ascending insertion ---- */
 
     /* Inserts as the index does, and keeps the path to the last record, so that one behind it is
-     * linked in with one comparison and without a descent. While it is in use nothing else changes
-     * the index. */
+     * linked in with one comparison and without a descent. It stays where it was made, and while it
+     * is in use nothing else changes the index. */
     class appender_type {
       public:
         std::pair<iterator, bool> insert(record_type &r) {
@@ -314,6 +317,8 @@ class batches : public operations<Derived, Hook, keys...> {
 
       private:
         friend class batches;
+        appender_type(const appender_type &) = delete;
+        appender_type &operator=(const appender_type &) = delete;
         explicit appender_type(batches &index_) : index(index_), end(path) {}
         batches &index;
         engine::Step *end;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <iterator>
+#include <memory>
 #include <ranges>
 #include <type_traits>
 
@@ -35,7 +36,7 @@ class cursor {
         expect([this] { return node != nullptr; }, "zoeavl: the end was dereferenced");
         return *Hook::record_of(node);
     }
-    pointer operator->() const { return &**this; }
+    pointer operator->() const { return std::addressof(**this); }
 
     cursor &operator++() {
         expect([this] { return node != nullptr; }, "zoeavl: the end was incremented");

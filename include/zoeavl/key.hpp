@@ -7,7 +7,7 @@
  *     descending<key>               a key, the other way round
  *     by<key, Compare>              a key by a comparison of yours, three-way or less-than
  *     missing<key>                  doubles, every NaN of which is a missing value with a code
- *     indirect<key>                 what a pointer leads to
+ *     indirect<key>                 what a pointer leads to; `descending` stands outside of these
  *     prefixed<&R::text, &R::prefix>
  *                                   a string, the first eight bytes of which are kept in the record
  *                                   as well: in any member of eight bytes, filled with zeros. Every
@@ -18,10 +18,9 @@
  *     integers, enumerations, bool     by value, whatever the width and sign of what is looked up
  *     double                           by value; NaN equals everything
  *     float                            by <; what is unordered is equal
- *     arrays of 32- or 64-bit integers element by element
- *     arrays of char, unsigned char, std::byte
- *                                      as unsigned bytes over the whole length; a shorter look-up
- *                                      value is filled with zeros
+ *     arrays                           element by element; those of char, unsigned char, std::byte
+ *                                      as unsigned bytes over the whole length, and a shorter
+ *                                      look-up value is filled with zeros
  *     std::string, std::string_view, ZOEAVLVaryingKey
  *                                      as unsigned bytes, then by length
  *     pointers                         by address
@@ -31,6 +30,7 @@
 #ifndef ZOEAVL_KEY_HPP
 #define ZOEAVL_KEY_HPP
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <compare>
@@ -206,9 +206,14 @@ struct integer_order {
     template <class A>
     static auto hold(const A &a) {
         if constexpr (std::is_pointer_v<V>) {
-            static_assert(std::is_convertible_v<const A &, const volatile void *>,
+            using Pointed = std::remove_pointer_t<V>;
+            using Same =
+                std::conditional_t<std::is_function_v<Pointed>, V, const volatile Pointed *>;
+            using Any = std::conditional_t<std::is_convertible_v<const A &, Same>, Same,
+                                           const volatile void *>;
+            static_assert(std::is_convertible_v<const A &, Any>,
                           "zoeavl: a pointer key is looked up by a pointer");
-            const volatile void *const address = a;
+            const Any address = a;
             return reinterpret_cast<std::uintptr_t>(address);
         } else if constexpr (std::is_same_v<A, V>) {
             return integer_of(a);
@@ -290,7 +295,8 @@ struct integer_array_order {
     template <class A>
     static std::array<Integer, count> hold(const A &a) {
         using Element = std::remove_cvref_t<decltype(a[0])>;
-        static_assert(sizeof(A) == sizeof(V) && sizeof(Element) == sizeof(Integer) &&
+        static_assert((std::is_array_v<A> || requires { std::tuple_size<A>::value; }) &&
+                          sizeof(A) == sizeof(V) && sizeof(Element) == sizeof(Integer) &&
                           std::is_signed_v<Element> == std::is_signed_v<Integer>,
                       "zoeavl: an array is looked up by an array of its length and type");
         std::array<Integer, count> held;
@@ -325,14 +331,14 @@ concept character =
 /* The bytes of a look-up value for characters: of an array all, of a string up to its end. */
 template <class A>
 std::string_view bytes_of(const A &a) {
-    if constexpr (std::is_array_v<A> || requires { std::tuple_size<A>::value; }) {
-        const void *const start = std::addressof(a);
-        return {static_cast<const char *>(start), sizeof(A)};
-    } else if constexpr (std::is_convertible_v<const A &, std::string_view>) {
-        return a;
-    } else if constexpr (requires { std::data(a), std::size(a); }) {
+    if constexpr (requires {
+                      std::size(a);
+                      requires sizeof(*std::data(a)) == 1;
+                  }) {
         const void *const start = std::data(a);
         return {static_cast<const char *>(start), std::size(a)};
+    } else if constexpr (std::is_convertible_v<const A &, std::string_view>) {
+        return a;
     } else {
         static_assert(always_false<A>, "zoeavl: characters are looked up by characters");
     }
@@ -494,16 +500,28 @@ struct natural_compare {
     using is_transparent = void;
 };
 
+/* Arrays that have no code of their own by their elements' operators. */
+struct elementwise_compare {
+    template <class E, std::size_t count>
+    constexpr auto operator()(const E (&a)[count], const E (&b)[count]) const {
+        using Result = std::invoke_result_t<natural_compare, const E &, const E &>;
+        if constexpr (std::is_same_v<Result, bool>)
+            return std::lexicographical_compare(a, a + count, b, b + count, natural_compare{});
+        else
+            return std::lexicographical_compare_three_way(a, a + count, b, b + count,
+                                                          natural_compare{});
+    }
+};
+
 template <class Compare, class A, class B>
 concept compares = std::is_invocable_v<const Compare &, const A &, const B &> &&
     std::is_invocable_v<const Compare &, const B &, const A &>;
 
-/* Any order by a three-way or less-than comparison. */
+/* Any order by a three-way or less-than comparison: which of the two may depend on what is sought.
+ */
 template <class V, class Compare>
 struct compared_order {
     static constexpr bool takes_long = true;
-    static constexpr bool is_less =
-        std::is_same_v<std::invoke_result_t<const Compare &, const V &, const V &>, bool>;
     static constexpr bool nothrow =
         std::is_nothrow_invocable_v<const Compare &, const V &, const V &>;
 
@@ -550,7 +568,8 @@ struct compared_order {
   private:
     template <class A>
     static auto sought_of(const A &a) {
-        if constexpr (is_less)
+        if constexpr (std::is_same_v<std::invoke_result_t<const Compare &, const A &, const V &>,
+                                     bool>)
             return less_than<A>{{}, a};
         else
             return three_way<A>{{}, a};
@@ -596,9 +615,9 @@ template <>
 struct order_of_type<double> {
     using type = double_order<engine::Double, ZOEAVL_KEYTYPE_DBL, ZOEAVL_KEYTYPE_DBLP>;
 };
-template <class Traits, class Allocator>
-struct order_of_type<std::basic_string<char, Traits, Allocator>> {
-    using type = string_order<std::basic_string<char, Traits, Allocator>>;
+template <class Allocator>
+struct order_of_type<std::basic_string<char, std::char_traits<char>, Allocator>> {
+    using type = string_order<std::basic_string<char, std::char_traits<char>, Allocator>>;
 };
 template <>
 struct order_of_type<std::string_view> {
@@ -622,21 +641,25 @@ template <array_element E, std::size_t count>
 requires(count > 0) struct order_of_type<std::array<E, count>>
     : order_of_array<E, std::array<E, count>, count> {
 };
+template <class E, std::size_t count>
+struct order_of_type<E[count]> {
+    using type = compared_order<E[count], elementwise_compare>;
+};
 template <array_element E, std::size_t count>
 struct order_of_type<E[count]> : order_of_array<E, E[count], count> {};
 
 /* ---- Keys -------------------------------------------------------------------------------------
  *
- * A key of a record gives: `order`, `get(record)`, `is_member` (it stands in the record as it is
- * compared, so that its address means something), `is_behind` (it stands behind a pointer that
- * does), and `offset()` of what stands there. */
+ * A key of a record gives access to its `value`: `get(record)`, `is_member` (it stands in the
+ * record as it is compared, so that its address means something), `is_behind` (it stands behind a
+ * pointer that does), and `offset()` of what stands there. To that comes its `order`, which is only
+ * asked for where no other one is given. */
 
 template <class Record, class Key, auto key>
-struct key_of {
+struct key_access {
     static_assert(std::is_invocable_v<decltype(key), const Record &>,
                   "zoeavl: a key is a member of the record, or a callable from const Record &");
     using value = std::remove_cvref_t<std::invoke_result_t<decltype(key), const Record &>>;
-    using order = typename order_of_type<value>::type;
     static constexpr bool is_member = std::is_member_object_pointer_v<Key>;
     static constexpr bool is_behind = false;
     [[gnu::always_inline]] static decltype(auto)
@@ -652,8 +675,31 @@ struct key_of {
     }
 };
 
+template <class Record, class Key, auto key>
+struct key_of : key_access<Record, Key, key> {
+    using order = typename order_of_type<typename key_of::value>::type;
+};
+
 template <class Record, auto key>
 using key_model = key_of<Record, std::remove_const_t<decltype(key)>, key>;
+
+template <class Key>
+inline constexpr bool says_how = false;
+template <auto inner>
+inline constexpr bool says_how<descending_key<inner>> = true;
+template <auto inner, class Compare>
+inline constexpr bool says_how<compared_key<inner, Compare>> = true;
+template <auto inner>
+inline constexpr bool says_how<missing_key<inner>> = true;
+
+/* The access to a key that is to be ordered by what stands around it. */
+struct no_access {};
+template <class Record, auto inner, class Key = std::remove_const_t<decltype(inner)>>
+struct unordered_key
+    : std::conditional_t<says_how<Key>, no_access, key_access<Record, Key, inner>> {
+    static_assert(!says_how<Key>,
+                  "zoeavl: by, missing and indirect take a key that doesn't say how it sorts");
+};
 
 template <class Record, auto inner, auto key>
 struct key_of<Record, descending_key<inner>, key> : key_model<Record, inner> {
@@ -661,8 +707,8 @@ struct key_of<Record, descending_key<inner>, key> : key_model<Record, inner> {
 };
 
 template <class Record, auto inner, auto key>
-struct key_of<Record, missing_key<inner>, key> : key_model<Record, inner> {
-    static_assert(std::is_same_v<typename key_model<Record, inner>::value, double>,
+struct key_of<Record, missing_key<inner>, key> : unordered_key<Record, inner> {
+    static_assert(std::is_same_v<typename unordered_key<Record, inner>::value, double>,
                   "zoeavl: missing values are doubles");
     using order = double_order<engine::MissingDouble, ZOEAVL_KEYTYPE_MDBL, ZOEAVL_KEYTYPE_MDBLP>;
 };
@@ -683,13 +729,13 @@ struct order_by {
 };
 template <class V, class Compare>
 inline constexpr bool is_own_order =
-    (integer_like<V> || std::is_same_v<V, double> ||
+    (std::integral<V> || std::is_same_v<V, double> ||
      std::is_same_v<V, std::string>)&&(std::is_same_v<Compare, std::less<>> ||
                                        std::is_same_v<Compare, std::less<V>> ||
                                        std::is_same_v<Compare, std::compare_three_way>);
 template <class V, class Compare>
 inline constexpr bool is_own_order_reversed =
-    (integer_like<V> || std::is_same_v<V, double> ||
+    (std::integral<V> || std::is_same_v<V, double> ||
      std::is_same_v<V, std::string>)&&(std::is_same_v<Compare, std::greater<>> ||
                                        std::is_same_v<Compare, std::greater<V>>);
 template <class V, class Compare>
@@ -703,8 +749,8 @@ struct order_by<V, Compare> {
 };
 
 template <class Record, auto inner, class Compare, auto key>
-struct key_of<Record, compared_key<inner, Compare>, key> : key_model<Record, inner> {
-    using order = typename order_by<typename key_model<Record, inner>::value, Compare>::type;
+struct key_of<Record, compared_key<inner, Compare>, key> : unordered_key<Record, inner> {
+    using order = typename order_by<typename unordered_key<Record, inner>::value, Compare>::type;
 };
 
 template <class Record, auto text, auto prefix, auto key>
@@ -729,12 +775,11 @@ struct indirect_order : Order {
 };
 
 template <class Record, auto inner, auto key>
-struct key_of<Record, indirect_key<inner>, key> {
-    using pointer = key_model<Record, inner>;
+struct key_access<Record, indirect_key<inner>, key> {
+    using pointer = unordered_key<Record, inner>;
     static_assert(
         requires(const typename pointer::value &p) { *p; }, "zoeavl: an indirect key is a pointer");
     using value = std::remove_cvref_t<decltype(*std::declval<const typename pointer::value &>())>;
-    using order = indirect_order<typename order_of_type<value>::type>;
     static constexpr bool is_member = false;
     static constexpr bool is_behind =
         pointer::is_member && std::is_pointer_v<typename pointer::value>;
@@ -743,6 +788,10 @@ struct key_of<Record, indirect_key<inner>, key> {
         return *pointer::get(r);
     }
     static std::ptrdiff_t offset() requires is_behind { return pointer::offset(); }
+};
+template <class Record, auto inner, auto key>
+struct key_of<Record, indirect_key<inner>, key> : key_access<Record, indirect_key<inner>, key> {
+    using order = indirect_order<typename order_of_type<typename key_of::value>::type>;
 };
 
 /* ---- Searches ---------------------------------------------------------------------------------*/

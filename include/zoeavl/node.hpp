@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 
 #include "../zoeavl.h"
@@ -69,7 +70,7 @@ struct base_hook {
                       "zoeavl: the record needs zoe::node as a public base class, once; for a "
                       "member node there is index_on<&Record::member, ...>");
     }
-    static ZOEAVLp node_of(const Record &r) { return const_cast<Record *>(&r); }
+    static ZOEAVLp node_of(const Record &r) { return const_cast<Record *>(std::addressof(r)); }
     static Record *record_of(ZOEAVLp node) { return static_cast<Record *>(node); }
     static std::ptrdiff_t node_offset() { return offset_of<Record, ZOEAVLp>(&ZOEAVLNODE::llink); }
 };
@@ -85,7 +86,9 @@ struct member_hook {
         static_assert(std::is_convertible_v<links *, ZOEAVLNODE *>,
                       "zoeavl: index_on takes the address of a member of type zoe::node");
     }
-    static ZOEAVLp node_of(const record &r) { return const_cast<links *>(&(r.*member)); }
+    static ZOEAVLp node_of(const record &r) {
+        return const_cast<links *>(std::addressof(r.*member));
+    }
     static record *record_of(ZOEAVLp node) {
         void *const start = reinterpret_cast<char *>(node) - node_offset();
         return static_cast<record *>(start);

@@ -62,7 +62,8 @@ void for_each_fetched(First first, Last last, Act act) {
 template <class Record, class First, class Last, class Insert>
 std::size_t insert_fetched(First first, Last last, Insert insert) {
     std::size_t count = 0;
-    for_each_fetched<Record>(first, last, [&](Record &r) { count += insert(r).second ? 1 : 0; });
+    for_each_fetched<Record>(std::move(first), last,
+                             [&](Record &r) { count += insert(r).second ? 1 : 0; });
     return count;
 }
 
@@ -218,7 +219,7 @@ class operations {
     template <class First, class Last>
     requires requires(First first) { *first; }
     std::size_t insert(First first, Last last) {
-        return insert_fetched<record_type>(first, last,
+        return insert_fetched<record_type>(std::move(first), last,
                                            [this](record_type &r) { return insert(r); });
     }
     template <class Range>
