@@ -171,10 +171,16 @@ const struct {
          std::memcpy(&desk.records[0].key, &nan, sizeof nan);
          desk.add(desk.tree, 0);
      }},
-    {"a number where the pointer to the key belongs", "a pointer of the right kind",
+    {"numbers where pointers to the keys belong",
+     "place 0: key: expected a key that can be read[^]*place 1: key: .*a pointer of the right kind",
      [](Desk &desk) {
          desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_I64P));
-         desk.add(desk.tree, 5);
+         static std::int64_t numbers[] = {1, 2};
+         for (std::size_t i = 0; i < std::size(numbers); i++) {
+             desk.records[i].key = reinterpret_cast<std::intptr_t>(numbers + i);
+             desk.add(desk.tree, i);
+         }
+         desk.records[0].key = desk.records[1].key = 10;
      }},
     {"records added to a tree without keys", "since all keys of length 0 are equal",
      [](Desk &desk) {
@@ -252,10 +258,17 @@ TEST(Slips, OrdersThatCantBeAskedAreSaidToBe) {
     EXPECT_NE(note_on(desk.tree).find("another form"), std::string::npos);
     desk.tree->root.headptr = nullptr;
     EXPECT_EQ(report_on(desk.tree), "");
-    desk.tree = desk.make(plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_MDBL));
-    desk.records[0].key = -1; // a missing value, which has its place
-    desk.add(desk.tree, 0);
-    EXPECT_EQ(report_on(desk.tree), "");
+    const ZOEAVLParms sound[] = {
+        plain(1, offsetof(Record, key), ZOEAVL_KEYTYPE_MDBL), // of a missing value
+        plain(1, -8, ZOEAVL_KEYTYPE_I64),                     // right ahead of the links
+        plain(0, 0, ZOEAVL_KEYTYPE_CHAR),
+    };
+    desk.records[1].key = -1;
+    for (const ZOEAVLParms &parms : sound) {
+        desk.tree = desk.make(parms);
+        desk.add(desk.tree, 1);
+        EXPECT_EQ(report_on(desk.tree), "");
+    }
     desk.tree = desk.make(plain(-1, offsetof(Record, key), ZOEAVL_KEYTYPE_CHAR));
     EXPECT_NE(note_on(desk.tree).find("key length is negative"), std::string::npos);
 }
@@ -403,11 +416,11 @@ TEST(Statistics, TellShapeAndDistances) {
         ZOEAVLNODE node;
         std::int64_t key;
     };
-    alignas(4096) Line lines[177];
+    alignas(4096) Line lines[169];
     ZOEAVL_ROOT root{nullptr, offsetof(Line, key), 1, nullptr};
     for (std::size_t i = 0; i < std::size(lines); i++) {
         lines[i].key = static_cast<std::int64_t>(i);
-        if ((0b10001011 >> i % 11 & 1) != 0) // a quarter one line apart, a quarter two, half four
+        if ((0x2222F >> i % 21 & 1) != 0) // three steps of a line, one of two, four of four
             cbi64.adder(&root, &lines[i].node);
     }
     ZOEAVLStatistics told;

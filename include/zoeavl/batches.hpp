@@ -405,8 +405,12 @@ class batches : public operations<Derived, Hook, keys...> {
     }
     /* Gives a range's records one by one, then null. */
     static auto records_in(auto &records) {
-        return [record = std::begin(records), last = std::end(records)]() mutable {
-            return record != last ? std::addressof(record_in<record_type>(*record++)) : nullptr;
+        return [next = std::begin(records), last = std::end(records)]() mutable -> record_type * {
+            if (!(next != last))
+                return nullptr;
+            record_type &r = record_in<record_type>(*next);
+            ++next;
+            return std::addressof(r);
         };
     }
 
