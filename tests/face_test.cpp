@@ -305,6 +305,8 @@ struct Bare {
 };
 struct BareLess {
     bool operator()(const Bare &a, const Bare &b) const { return a.value < b.value; }
+    bool operator()(const Bare &a, int b) const { return a.value < b; }
+    bool operator()(int a, const Bare &b) const { return a < b.value; }
 };
 struct Other : zoe::node {
     std::wstring wide;
@@ -350,6 +352,7 @@ TEST(Index, LooksUpByWhatComparesWithTheKey) {
     finds(index<Other, &Other::shorts>(), 3, wanted);
     finds(index<Other, &Other::doubles>(), 1, records[1].doubles);
     finds(index<Other, zoe::by<&Other::bare, BareLess>>(), 2, Bare{2});
+    finds(index<Other, zoe::by<&Other::bare, BareLess>>(), 3, 3);
 
     index<Other, &Other::function> functions;
     functions.insert(records[0]);
