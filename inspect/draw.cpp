@@ -136,10 +136,10 @@ class Picture {
         if (target < records.size())
             put_id(target);
         else
-            std::fprintf(out, "\"%#lx\"", static_cast<unsigned long>(link));
+            std::fprintf(out, "\"0x%lx\"", static_cast<unsigned long>(link));
         std::fputs(" [dir=forward, color=red, constraint=false];\n", out);
         if (target == records.size())
-            std::fprintf(out, "\"%#lx\" [shape=box, color=red];\n",
+            std::fprintf(out, "\"0x%lx\" [shape=box, color=red];\n",
                          static_cast<unsigned long>(link));
     }
 

@@ -61,7 +61,7 @@ void Survey::visit_root(std::uintptr_t rootp) {
     }
     memory.mark(root);
     visit(self);
-    if (gap || found.size() == 0)
+    if (found.size() == 0)
         return;
     Found &last = found[found.size() - 1];
     if (is_thread(last.links[right]) && strip_balance(last.links[right]) != null_thread)
@@ -76,7 +76,6 @@ int Survey::visit(Found self) {
                       "both words are null: this record was removed, or stands in no tree");
         self.faulty[left] = self.faulty[right] = true;
         out_of_memory |= !found.add(self);
-        gap = true;
         return unknown;
     }
     memory.prefetch(address(self.links[right]));
@@ -112,16 +111,12 @@ int Survey::visit_side(Found &self, Side side, std::uint64_t place) {
               "was the record added twice, or is it in two trees?");
     else
         return visit(child);
-    gap = true;
     return unknown;
 }
 
-/* Judges the threads between the record before and `self`, which is next in order. */
+/* Judges the threads between the record before and `self`, which is next in order: where records in
+ * between couldn't be reached, the link that leads to them is no thread. */
 void Survey::judge_threads(Found &self) {
-    if (gap) {
-        gap = false;
-        return;
-    }
     const std::size_t place = found.size();
     constexpr const char *slip = "is the record in two trees, or was it copied or moved?";
     if (place == 0) {

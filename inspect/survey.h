@@ -48,7 +48,6 @@ class Survey {
     bool with_heights;
     Array<Found> found;
     std::uintptr_t root = 0;
-    bool gap = false; /* records are missing ahead of the next one: its neighbour isn't known */
     bool out_of_memory = false;
 };
 

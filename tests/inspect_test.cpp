@@ -301,7 +301,7 @@ TEST(Parameters, AreExplained) {
         {plain(-1, 16, 1), 1, "without end"},
         {plain(-2, 16, 9), 1, "all keys are equal"},
         {plain(8, 12, 1), 1, "overlaps the links"},
-        {plain(1, 15, 1), 1, "overlaps the links"},
+        {plain(1, 0, 1), 1, "overlaps the links"},
         {plain(1, -4, 5), 1, "overlaps the links"},
         {plain(16, 15, 5), 3, "look swapped"},
         {plain(16, 1, 5), 3, "look swapped"},
@@ -491,7 +491,12 @@ edge [dir=none];
               whole.npos);
     EXPECT_EQ(faults, 0);
     desk.records[19].node.rlink = head;
-    EXPECT_NE(drawn(0).find("\"4\" -> \"2\" [dir=forward, color=red"), whole.npos);
+    desk.records[15].node = {nullptr, nullptr};
+    const std::string faulty = drawn(0);
+    EXPECT_NE(faulty.find("\"4\" -> \"2\" [dir=forward, color=red"), whole.npos);
+    const char *const null_link = "\"0\" -> \"0x0\" [dir=forward, color=red";
+    EXPECT_NE(faulty.find(null_link), whole.npos);
+    EXPECT_NE(faulty.find(null_link), faulty.rfind(null_link)) << "one for each side";
 }
 
 } // namespace
