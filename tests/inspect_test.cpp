@@ -490,10 +490,10 @@ edge [dir=none];
                   .find("\"3\" [label=\"0x"),
               whole.npos);
     EXPECT_EQ(faults, 0);
-    desk.records[19].node.rlink = head;
+    desk.records[19].node.rlink = &desk.records[15].node;
     desk.records[15].node = {nullptr, nullptr};
     const std::string faulty = drawn(0);
-    EXPECT_NE(faulty.find("\"4\" -> \"2\" [dir=forward, color=red"), whole.npos);
+    EXPECT_NE(faulty.find("\"4\" -> \"0\" [dir=forward, color=red"), whole.npos);
     const char *const null_link = "\"0\" -> \"0x0\" [dir=forward, color=red";
     EXPECT_NE(faulty.find(null_link), whole.npos);
     EXPECT_NE(faulty.find(null_link), faulty.rfind(null_link)) << "one for each side";
