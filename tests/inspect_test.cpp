@@ -441,13 +441,13 @@ TEST(Statistics, TellShapeAndDistances) {
 TEST(Picture, ShowsChildrenThreadsLeansAndFaults) {
     Desk desk;
     ZOEAVLp head = &desk.records[17].node;
+    std::int64_t faults = -1;
     const auto drawn = [&](std::uint32_t depth) {
         const ZOEAVLDrawing drawing{[](void *, ZOEAVLp record, char *text, std::size_t size) {
-                                        std::snprintf(text, size, "\"%ld\"",
+                                        std::snprintf(text, size, "\"%ld\"é",
                                                       reinterpret_cast<Record *>(record)->key);
                                     },
                                     nullptr, depth, nullptr};
-        std::int64_t faults = 0;
         return text_of([&](FILE *out) { return zoeavl_draw(nullptr, &head, &drawing, out); },
                        &faults);
     };
@@ -461,31 +461,30 @@ TEST(Picture, ShowsChildrenThreadsLeansAndFaults) {
 ordering=out;
 node [shape=ellipse, fontname="sans-serif", fontsize=11];
 edge [dir=none];
-"2" [label="\"170\""];
+"2" [label="\"170\"é"];
 "2" -> "1";
 "2" -> "1" [style=dashed, dir=back, color=gray50, arrowsize=0.6, weight=0];
 "2 below" [style=invis, label="", width=0.1];
 "2" -> "2 below" [style=invis, weight=10];
 "2" -> "3" [style=dashed, dir=back, color=gray50, arrowsize=0.6, weight=0];
 "2" -> "3";
-"1" [label="\"160\"", style=filled, fillcolor="#ffe3a3"];
+"1" [label="\"160\"é", style=filled, fillcolor="#ffe3a3"];
 "1" -> "0" [penwidth=3];
 "1" -> "0" [style=dashed, dir=back, color=gray50, arrowsize=0.6, weight=0];
 "1 below" [style=invis, label="", width=0.1];
 "1" -> "1 below" [style=invis, weight=10];
-"0" [label="\"150\""];
-"3" [label="\"180\"", style=filled, fillcolor="#ffe3a3"];
+"0" [label="\"150\"é"];
+"3" [label="\"180\"é", style=filled, fillcolor="#ffe3a3"];
 "3 below" [style=invis, label="", width=0.1];
 "3" -> "3 below" [style=invis, weight=10];
 "3" -> "4" [style=dashed, dir=back, color=gray50, arrowsize=0.6, weight=0];
 "3" -> "4" [penwidth=3];
-"4" [label="\"190\""];
+"4" [label="\"190\"é"];
 }
 )");
     const std::string top = drawn(1);
     EXPECT_EQ(std::count(top.begin(), top.end(), '\n'), 12) << top;
     EXPECT_NE(top.find("\"3\" [shape=triangle, label=\"2\"]"), whole.npos);
-    std::int64_t faults = -1;
     EXPECT_NE(text_of([&](FILE *out) { return zoeavl_draw(nullptr, &head, nullptr, out); }, &faults)
                   .find("\"3\" [label=\"0x"),
               whole.npos);
@@ -493,6 +492,7 @@ edge [dir=none];
     desk.records[19].node.rlink = &desk.records[15].node;
     desk.records[15].node = {nullptr, nullptr};
     const std::string faulty = drawn(0);
+    EXPECT_EQ(faults, 2);
     EXPECT_NE(faulty.find("\"4\" -> \"0\" [dir=forward, color=red"), whole.npos);
     const char *const null_link = "\"0\" -> \"0x0\" [dir=forward, color=red";
     EXPECT_NE(faulty.find(null_link), whole.npos);
