@@ -516,6 +516,13 @@ struct Throwing {
         return a < b;
     }
 };
+/* Doesn't throw with two keys, but with what is sought. */
+struct ThrowingAside {
+    using is_transparent = void;
+    bool operator()(int a, int b) const noexcept { return a < b; }
+    bool operator()(long a, int b) const { return Throwing()(static_cast<int>(a), b); }
+    bool operator()(int a, long b) const { return Throwing()(a, static_cast<int>(b)); }
+};
 struct ThrowingThreeWay {
     auto operator()(int a, int b) const {
         Throwing::count();
@@ -573,6 +580,24 @@ void fail_at_every_comparison() {
 TEST(Index, IsAsItWasWhenAComparisonThrows) {
     fail_at_every_comparison<Throwing>();
     fail_at_every_comparison<ThrowingThreeWay>();
+}
+
+TEST(Index, GoesOneByOneWhereAComparisonMayThrow) {
+    constexpr std::size_t count = 20000;
+    zoe::index<Record, zoe::by<&Record::i32, ThrowingAside>> index;
+    std::vector<Record> records(count);
+    for (std::size_t i = 0; i < count; i++)
+        records[i].i32 = static_cast<std::int32_t>(i);
+    index.insert_range(records);
+    const std::vector<long> wanted(64, 1);
+    std::vector<Record *> out;
+    comparisons_left = 100;
+    EXPECT_THROW(index.find_many(wanted, std::back_inserter(out)), std::runtime_error);
+    EXPECT_EQ(out, std::vector<Record *>(out.size(), &records[1]));
+    EXPECT_GT(out.size(), 2U);
+    comparisons_left = 100;
+    EXPECT_THROW(index.erase_many(wanted, out.begin()), std::runtime_error);
+    EXPECT_EQ(index.size(), count - 1);
 }
 
 /* ---- Tree objects ----------------------------------------------------------------------------*/
@@ -683,7 +708,10 @@ TEST_F(Faces, MeetTheConceptsOfTheStandardLibrary) {
     static_assert(!std::is_copy_constructible_v<Index> && !std::is_copy_assignable_v<Index>);
     static_assert(std::is_nothrow_move_constructible_v<Index>);
     static_assert(sizeof(Index::iterator) <= 2 * sizeof(void *) && sizeof(zoe::node) == 16);
-    static_assert(!std::is_copy_constructible_v<zoe::tree<Record, &Record::i32>>);
+    using Tree = zoe::tree<Record, &Record::i32>;
+    using Reached = std::remove_cvref_t<decltype(*std::declval<Tree &>().read())>;
+    static_assert(!std::is_copy_constructible_v<Tree> && !std::is_copy_constructible_v<Reached>);
+    static_assert(std::is_copy_constructible_v<zoe::view<Record, &Record::i32>>);
 }
 
 } // namespace

@@ -375,6 +375,17 @@ TEST(ScalingMutex, GateLetsReadersPastAWaitingWriterIfTheyComeFirst) {
     }
 }
 
+TEST(ScalingMutex, LetsGoOfWhatAThreadsLastDestructorsHold) {
+    static zoe::scaling_mutex mutex;
+    std::thread([] {
+        static thread_local std::shared_lock<zoe::scaling_mutex>
+            lasting; // outlives the row's claim
+        lasting = std::shared_lock(mutex);
+    }).join();
+    EXPECT_TRUE(mutex.try_lock());
+    mutex.unlock();
+}
+
 /* Threads that come and go read nine mutexes at once, which is more than a row takes, and write
  * one. The counts have no protection but the mutexes. */
 TEST(ScalingMutex, KeepsCountsRightUnderThreadsThatComeAndGo) {

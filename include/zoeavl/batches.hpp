@@ -81,7 +81,7 @@ class batches : public operations<Derived, Hook, keys...> {
             *out = base::record_at(this->remove(search));
             ++out;
         };
-        if (is_higher_than(warmed_height))
+        if (key_search<Keys>::nothrow && is_higher_than(warmed_height))
             with_keys(values, [&](auto &group, std::size_t count) {
                 warm(group, count);
                 for (std::size_t i = 0; i < count; i++)
@@ -132,7 +132,8 @@ class batches : public operations<Derived, Hook, keys...> {
 
     /* Replaces what is there by the records, which ascend strictly: else std::invalid_argument that
      * names the first that doesn't, counted from 0. Makes the complete tree. O(n). Goes through the
-     * records twice, so they aren't taken from the index itself, whose links are gone by then. */
+     * records twice, so they aren't taken from the index itself, whose links are gone by then, and
+     * reading them the second time must not throw. */
     template <class Records>
     void assign_sorted(Records &&records) {
         static_assert(std::forward_iterator<decltype(std::begin(records))>,
@@ -369,6 +370,11 @@ class batches : public operations<Derived, Hook, keys...> {
         return held;
     }
 
+    /* The search for one of a range's values. */
+    template <class Values>
+    using key_search = decltype(ordering::search(
+        std::declval<const decltype(hold_key(*std::begin(std::declval<Values &>()))) &>()));
+
     /* Calls `act(group, count)` with the searches for the keys or records, some at a time. */
     template <class Values, class Act>
     static void with_keys(Values &values, Act act) {
@@ -378,7 +384,7 @@ class batches : public operations<Derived, Hook, keys...> {
         auto value = std::begin(values);
         for (const auto last = std::end(values); value != last;) {
             std::size_t count = 0;
-            for (; count < group_size && value != last; ++value, count++)
+            for (; count < group_size && value != last; ++value, (void)count++)
                 group[count].emplace([&value]() -> source { return *value; },
                                      [](const auto &key) { return hold_key(key); });
             act(group, count);
@@ -458,7 +464,7 @@ class batches : public operations<Derived, Hook, keys...> {
             const engine::Landing landing = engine::descend(root, search);
             give(landing.found ? landing.node : nullptr);
         };
-        if (root != nullptr && is_searched_in_groups())
+        if (root != nullptr && key_search<Values>::nothrow && is_searched_in_groups())
             with_keys(values, [&](const auto &group, std::size_t count) {
                 std::size_t served = engine::descend_in_groups(
                     root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {
@@ -480,7 +486,7 @@ class batches : public operations<Derived, Hook, keys...> {
 
     static bool is_before(const record_type &a, const record_type &b) {
         const auto values = ordering::values_of(a);
-        const Outcome outcome = compared(ordering::search(values), Hook::node_of(b));
+        const Outcome outcome = detail::compared(ordering::search(values), Hook::node_of(b));
         return !outcome.equal && !outcome.after;
     }
 
@@ -582,7 +588,7 @@ class batches : public operations<Derived, Hook, keys...> {
             Outcome outcome{false, false};
             if (our != nullptr) {
                 const auto values = ordering::values_of(*Hook::record_of(their));
-                outcome = compared(ordering::search(values), our);
+                outcome = detail::compared(ordering::search(values), our);
             }
             if (outcome.equal) {
                 left_over.append(std::exchange(their, theirs.next()));

@@ -57,7 +57,7 @@ check_report checked_by(decltype(zoeavl_check_words) check_words,
             if (exception)
                 return 1;
             const auto values = ordering::values_of(*Hook::record_of(before));
-            const auto outcome = compared(ordering::search(values), after);
+            const auto outcome = detail::compared(ordering::search(values), after);
             return !outcome.equal && !outcome.after;
         } catch (...) {
             exception = std::current_exception();

@@ -4,8 +4,8 @@
  * linked is inserted, an iterator's record isn't found at its place, an end is dereferenced, and
  * the like; and an operation on many records checks the whole index first, O(n), where the program
  * links zoeavl_inspect, and throws the report of its faults. Checked and unchecked code have
- * different names for the linker and may stand in one program. Without it these checks cost
- * nothing. */
+ * different names for the linker and may stand in one program; their records and trees are of
+ * different types. Without it these checks cost nothing. */
 #ifndef ZOEAVL_FACE_HPP
 #define ZOEAVL_FACE_HPP
 

@@ -106,8 +106,9 @@ struct code {
  *                       is_above(v), is_below(v)
  *                   and, where integers decide,
  *                       integer(), integer_of(v), has_ties, tie(v)   as engine::IntegerSearch
+ *                   and nothrow: no comparison with it throws
  *     takes_long    a comparison takes long enough to fetch both children meanwhile
- *     nothrow       no comparison throws
+ *     nothrow       no comparison of two values throws
  *     far(v)        if the comparison reads far from the record: where
  *     direct        the code of zoeavl.h for such a value in the record, and
  *     behind        for one behind a pointer */
@@ -120,6 +121,7 @@ struct decided {
         by == deciding::integers || by == deciding::integers_and_ties;
     static constexpr bool has_ties = by == deciding::integers_and_ties;
     static constexpr bool by_less = by == deciding::less_than;
+    static constexpr bool nothrow = true;
 };
 
 /* Integers narrower than 32 bits are compared as 32-bit ones of their sign. */
@@ -533,11 +535,16 @@ struct compared_order {
 
     template <class A>
     struct three_way : decided<deciding::comparison> {
+        static constexpr bool nothrow =
+            std::is_nothrow_invocable_v<const Compare &, const A &, const V &>;
         Outcome against(const V &v) const { return outcome_of(Compare{}(value, v)); }
         const A &value;
     };
     template <class A>
     struct less_than : decided<deciding::less_than> {
+        static constexpr bool nothrow =
+            std::is_nothrow_invocable_v<const Compare &, const A &, const V &> &&
+            std::is_nothrow_invocable_v<const Compare &, const V &, const A &>;
         bool is_above(const V &v) const { return Compare{}(v, value); }
         bool is_below(const V &v) const { return Compare{}(value, v); }
         const A &value;
@@ -583,6 +590,7 @@ struct descending_order : Order {
         static constexpr bool by_integers = Sought::by_integers;
         static constexpr bool has_ties = Sought::has_ties;
         static constexpr bool by_less = Sought::by_less;
+        static constexpr bool nothrow = Sought::nothrow;
         static Outcome reverse(Outcome outcome) { return {outcome.equal, !outcome.after}; }
         auto against(const auto &v) const requires(!by_less) { return reverse(sought.against(v)); }
         bool is_above(const auto &v) const requires by_less { return sought.is_below(v); }
@@ -830,6 +838,7 @@ class record_search {
   public:
     static constexpr bool takes_long = First::key::order::takes_long;
     static constexpr bool has_ties = sizeof...(Others) > 0 || First::sought::has_ties;
+    static constexpr bool nothrow = (First::sought::nothrow && ... && Others::sought::nothrow);
 
     explicit record_search(const First &first_, const Others &...others_)
         : first(first_), others(others_...) {}
@@ -879,6 +888,7 @@ template <class Hook, class Only>
 class record_less_search {
   public:
     static constexpr bool takes_long = Only::key::order::takes_long;
+    static constexpr bool nothrow = Only::sought::nothrow;
     explicit record_less_search(const Only &only_) : only(only_) {}
     bool is_above(ZOEAVLp node) const {
         return only.value.is_above(Only::key::get(*Hook::record_of(node)));

@@ -66,9 +66,12 @@ struct base_hook {
     static constexpr bool checks_links = std::is_base_of_v<node, Record>;
     static constexpr void require() {
         require_record<Record>();
-        static_assert(std::is_convertible_v<Record *, ZOEAVLNODE *>,
-                      "zoeavl: the record needs zoe::node as a public base class, once; for a "
-                      "member node there is index_on<&Record::member, ...>");
+        static_assert(
+            std::is_convertible_v<Record *, ZOEAVLNODE *> &&
+                requires(ZOEAVLNODE * links) { static_cast<Record *>(links); },
+            "zoeavl: the record needs zoe::node as a public base class, once and not virtual; for "
+            "a "
+            "member node there is index_on<&Record::member, ...>");
     }
     static ZOEAVLp node_of(const Record &r) { return const_cast<Record *>(std::addressof(r)); }
     static Record *record_of(ZOEAVLp node) { return static_cast<Record *>(node); }

@@ -49,7 +49,7 @@ void for_each_fetched(First first, Last last, Act act) {
         First ahead = first;
         for (int distance = 8; distance != 0 && ahead != last; distance--)
             ++ahead;
-        for (; ahead != last; ++ahead, ++first) {
+        for (; ahead != last; ++ahead, (void)++first) {
             __builtin_prefetch(std::addressof(record_in<Record>(*ahead)), 1);
             act(record_in<Record>(*first));
         }
@@ -239,7 +239,7 @@ class operations {
             record_type &r = std::forward<Make>(make)();
             expect_unlinked(r);
             ordering::prepare(r);
-            expect([&] { return compared(search, Hook::node_of(r)).equal; },
+            expect([&] { return detail::compared(search, Hook::node_of(r)).equal; },
                    "zoeavl: the record that was made hasn't the key that was asked for");
             return r;
         });
@@ -395,7 +395,7 @@ class operations {
         const auto held_low = hold_bound(low);
         const ZOEAVLp end = bound<engine::left>(hold_bound(high));
         if (end != nullptr) {
-            const Outcome low_to_end = compared(ordering::search(held_low), end);
+            const Outcome low_to_end = detail::compared(ordering::search(held_low), end);
             if (!low_to_end.equal && low_to_end.after)
                 return {end, end};
         }

@@ -285,15 +285,15 @@ class tenancy {
             return;
         }
     }
-    /* A row in which something is still read goes to nobody else. */
+    /* A row in which something is still read stays this thread's, whose last destructors may let go
+     * of it, and goes to nobody else. */
     ~tenancy() {
-        thread_row *const mine = std::exchange(this_row, nullptr);
-        if (mine == nullptr)
+        if (this_row == nullptr)
             return;
-        for (const auto &slot : mine->slots)
+        for (const auto &slot : this_row->slots)
             if (slot.load(std::memory_order_relaxed) != nullptr)
                 return;
-        mine->owned.store(false, std::memory_order_release);
+        std::exchange(this_row, nullptr)->owned.store(false, std::memory_order_release);
     }
     tenancy(const tenancy &) = delete;
     tenancy &operator=(const tenancy &) = delete;

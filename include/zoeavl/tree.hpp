@@ -72,8 +72,8 @@ struct field_policy {
                 .against_value(*static_cast<const value *>(key));
         } else {
             const auto values = ordering::values_of(*static_cast<const record *>(sought));
-            return compared(ordering::search(values),
-                            Hook::node_of(*static_cast<const record *>(key)));
+            return detail::compared(ordering::search(values),
+                                    Hook::node_of(*static_cast<const record *>(key)));
         }
     }
     static std::ptrdiff_t offset() {
@@ -165,7 +165,11 @@ inline void require_tree_like(const ZOEAVLTree *tree, const ZOEAVLParms &parms) 
 /* ---- Access -------------------------------------------------------------------------------------
  */
 
-/* The operations on the head word of somebody else's tree, which keeps no count. */
+template <class Hook, auto... keys>
+class tree_access;
+
+/* The operations on the head word of somebody else's tree, which keeps no count. Only views copy
+ * them: a copy would reach the tree without its lock. */
 template <class Hook, auto... keys>
 class tree_operations : public batches<tree_operations<Hook, keys...>, Hook, keys...> {
     template <class, class, auto...>
@@ -175,15 +179,16 @@ class tree_operations : public batches<tree_operations<Hook, keys...>, Hook, key
 
   public:
     explicit tree_operations(ZOEAVLp *word_) noexcept : word(word_) {}
+    ~tree_operations() = default;
+
+  private:
+    friend class tree_access<Hook, keys...>;
     tree_operations(const tree_operations &other) noexcept : tree_operations(other.word) {}
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it is one word
     tree_operations &operator=(const tree_operations &other) noexcept {
         word = other.word;
         return *this;
     }
-    ~tree_operations() = default;
-
-  private:
     [[nodiscard]] ZOEAVLp *head_word() const noexcept { return word; }
     void counted(std::ptrdiff_t) noexcept {}
     void emptied() noexcept {}
