@@ -507,11 +507,14 @@ struct elementwise_compare {
     template <class E, std::size_t count>
     constexpr auto operator()(const E (&a)[count], const E (&b)[count]) const {
         using Result = std::invoke_result_t<natural_compare, const E &, const E &>;
-        if constexpr (std::is_same_v<Result, bool>)
+        if constexpr (std::is_same_v<Result, bool>) {
             return std::lexicographical_compare(a, a + count, b, b + count, natural_compare{});
-        else
-            return std::lexicographical_compare_three_way(a, a + count, b, b + count,
-                                                          natural_compare{});
+        } else {
+            for (std::size_t i = 0; i < count; i++)
+                if (const Result outcome = natural_compare{}(a[i], b[i]); outcome != 0)
+                    return outcome;
+            return static_cast<Result>(std::strong_ordering::equal);
+        }
     }
 };
 
