@@ -51,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(Embedded, BothHosts, testing::Values(zoeavl_host, zoeav
 TEST(EmbeddedHost, IsCheckedIfTheEnvironmentSaysSo) {
     const char *const name = "ZOEAVL_HOST_CHECKED";
     EXPECT_EQ(zoeavl_host() == zoeavl_host_checked(), std::getenv(name) != nullptr);
+#if defined(__x86_64__) // a program for another processor can't start itself again in an emulator
     const std::string before = std::getenv(name) != nullptr ? std::getenv(name) : "0";
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a new process asks anew
     for (const char *const value : {"1", "yes", "0", ""}) {
@@ -60,6 +61,7 @@ TEST(EmbeddedHost, IsCheckedIfTheEnvironmentSaysSo) {
     }
     GTEST_FLAG_SET(death_test_style, "fast");
     setenv(name, before.c_str(), 1);
+#endif
 }
 
 /* Blocks are aligned, apart, and hold what was put there; what is freed comes back. */
