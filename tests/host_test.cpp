@@ -443,6 +443,7 @@ TEST(LockedTree, ServesSeveralThreads) {
             }
             EXPECT_EQ(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, stderr), 0);
             root->rw->Release(root->rw);
+            std::this_thread::sleep_for(std::chrono::microseconds(200)); // readers come first
         }
     });
     for (std::thread &thread : threads)
