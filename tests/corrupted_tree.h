@@ -65,8 +65,10 @@ class CorruptedTree {
         ZOEAVLStatistics statistics;
         DEMAND(zoeavl_statistics(&tree, nullptr, &statistics) >= 0);
         DEMAND(faults >= 0 && (faults == 0 || changes != 0 || !same_head));
-        if (same_head && changed_links == 1 && level >= ZOEAVL_CHECK_HEIGHTS) {
-            DEMAND(faults > 0 || statistics.records < count);
+        if (same_head && changed_links > 0 && level >= ZOEAVL_CHECK_HEIGHTS) {
+            /* Of few records a smaller tree may be left, or another sound one. */
+            DEMAND(faults > 0 ||
+                   (count <= 20 && (changed_links > 1 || statistics.records < count)));
         }
         if (bytes.ConsumeIntegralInRange(0, 63) == 0) {
             DEMAND(zoeavl_draw(&tree, nullptr, nullptr, nowhere()) >= 0);

@@ -343,6 +343,34 @@ TEST(Parameters, AreExplained) {
               std::string::npos);
 }
 
+TEST(Check, SeesEveryBitOfEveryLink) {
+    Record records[9]{};
+    for (std::size_t nodes = 1; nodes <= std::size(records); nodes++)
+        for (const model::ShapeP &shape : model::all_shapes(nodes)) {
+            model::Tree tree{{}, shape};
+            for (std::size_t i = 0; i < nodes; i++)
+                tree.order.push_back(&records[i].node);
+            ZOEAVLp head = nullptr;
+            model::build(tree, &head);
+            const auto faults = [&](int level) {
+                return zoeavl_check_words(&head, nullptr, nullptr, level, nullptr);
+            };
+            ASSERT_EQ(faults(ZOEAVL_CHECK_HEIGHTS), 0);
+            for (const ZOEAVLp node : tree.order)
+                for (ZOEAVLp *link : {&node->llink, &node->rlink})
+                    for (unsigned bit = 0; bit < 64; bit++) {
+                        const ZOEAVLp sound = *link;
+                        *link = reinterpret_cast<ZOEAVLp>(model::word(sound) ^ (1UL << bit));
+                        const bool of_child = (model::word(sound) & 2) == 0;
+                        ASSERT_GT(faults(bit == 0 && of_child ? ZOEAVL_CHECK_HEIGHTS
+                                                              : ZOEAVL_CHECK_LINKS),
+                                  0)
+                            << nodes << " nodes, bit " << bit;
+                        *link = sound;
+                    }
+        }
+}
+
 TEST(Check, ComparesLongKeysToTheirEnds) {
     struct Long {
         ZOEAVLNODE node;
