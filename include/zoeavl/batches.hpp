@@ -81,7 +81,7 @@ class batches : public operations<Derived, Hook, keys...> {
             *out = base::record_at(this->remove(search));
             ++out;
         };
-        if (key_search<Keys>::nothrow && is_higher_than(warmed_height))
+        if (is_higher_than<key_search<Keys>>(warmed_height))
             with_keys(values, [&](auto &group, std::size_t count) {
                 warm(group, count);
                 for (std::size_t i = 0; i < count; i++)
@@ -109,7 +109,7 @@ class batches : public operations<Derived, Hook, keys...> {
                 ++out;
             }
         };
-        if (is_higher_than(warmed_height))
+        if (is_higher_than<own_search>(warmed_height))
             with_records(records_in(records), [&](auto &group, std::size_t count) {
                 warm(group, count);
                 for (std::size_t i = 0; i < count; i++) {
@@ -269,7 +269,7 @@ class batches : public operations<Derived, Hook, keys...> {
         other.expect_sound();
         if (other.head() == this->head())
             return;
-        if constexpr (!ordering::nothrow) {
+        if constexpr (!own_search::nothrow) {
             for (auto place = other.begin(); place != other.end();)
                 place = moved_from(other, place);
         } else if (engine::whole(other.head()).height + 3 < engine::whole(this->head()).height) {
@@ -425,8 +425,10 @@ class batches : public operations<Derived, Hook, keys...> {
         return one->search;
     };
 
+    /* And its searches don't throw, so that many may go on at a time. */
+    template <class Search>
     [[nodiscard]] bool is_higher_than(int height) const {
-        return ordering::nothrow && engine::whole(this->head()).height > height;
+        return Search::nothrow && engine::whole(this->head()).height > height;
     }
     /* In lower trees there is nothing to wait for. */
     static constexpr int warmed_height = 14;
@@ -444,11 +446,12 @@ class batches : public operations<Derived, Hook, keys...> {
 
     /* In lower trees steps in turn take longer than those of one search after the other, unless a
      * step is a few instructions. */
+    template <class Search>
     [[nodiscard]] bool is_searched_in_groups() const {
         constexpr int lockstep_height = 13;
-        if constexpr (ordering::nothrow && engine::is_plain_step<own_search>)
+        if constexpr (Search::nothrow && engine::is_plain_step<own_search>)
             return true;
-        return is_higher_than(lockstep_height);
+        return is_higher_than<Search>(lockstep_height);
     }
 
     template <class Record, class Values, class Out>
@@ -464,7 +467,7 @@ class batches : public operations<Derived, Hook, keys...> {
             const engine::Landing landing = engine::descend(root, search);
             give(landing.found ? landing.node : nullptr);
         };
-        if (root != nullptr && key_search<Values>::nothrow && is_searched_in_groups())
+        if (root != nullptr && is_searched_in_groups<key_search<Values>>())
             with_keys(values, [&](const auto &group, std::size_t count) {
                 std::size_t served = engine::descend_in_groups(
                     root, group, count, search_for, [&](std::size_t i, ZOEAVLp node) {

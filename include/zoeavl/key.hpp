@@ -108,7 +108,6 @@ struct code {
  *                       integer(), integer_of(v), has_ties, tie(v)   as engine::IntegerSearch
  *                   and nothrow: no comparison with it throws
  *     takes_long    a comparison takes long enough to fetch both children meanwhile
- *     nothrow       no comparison of two values throws
  *     far(v)        if the comparison reads far from the record: where
  *     direct        the code of zoeavl.h for such a value in the record, and
  *     behind        for one behind a pointer */
@@ -178,7 +177,6 @@ template <class V>
 struct integer_order {
     using Integer = std::conditional_t<std::is_pointer_v<V>, std::uintptr_t, integer_of_t<V>>;
     static constexpr bool takes_long = false;
-    static constexpr bool nothrow = true;
 
     static constexpr Integer integer_of(const V &v) {
         if constexpr (std::is_pointer_v<V>)
@@ -253,7 +251,6 @@ template <class Policy, class V, std::ptrdiff_t length>
 struct policy_order {
     using Length = std::integral_constant<std::ptrdiff_t, length>;
     static constexpr bool takes_long = Policy::takes_long;
-    static constexpr bool nothrow = true;
 
     struct sought_value : decided<deciding::comparison> {
         [[gnu::always_inline]] Outcome against(const V &v) const {
@@ -281,7 +278,6 @@ template <class Integer, class V, std::size_t count>
 struct integer_array_order {
     using Policy = engine::Array<Integer>;
     static constexpr bool takes_long = false;
-    static constexpr bool nothrow = true;
 
     using Length = std::integral_constant<std::ptrdiff_t, std::ptrdiff_t{count}>;
     struct sought_elements : decided<deciding::integers_and_ties> {
@@ -351,7 +347,6 @@ struct characters_order {
     using Policy = engine::FixedCharacters<engine::ByteString>;
     using Length = std::integral_constant<std::ptrdiff_t, std::ptrdiff_t{count}>;
     static constexpr bool takes_long = true;
-    static constexpr bool nothrow = true;
 
     struct held_bytes {
         std::array<char, count> bytes;
@@ -439,7 +434,6 @@ inline std::uint64_t prefix_number(const ZOEAVLVaryingKey &key) {
 template <class V>
 struct string_order {
     static constexpr bool takes_long = true;
-    static constexpr bool nothrow = true;
     struct held_text {
         std::string_view text;
         std::uint64_t number;
@@ -527,8 +521,6 @@ concept compares = std::is_invocable_v<const Compare &, const A &, const B &> &&
 template <class V, class Compare>
 struct compared_order {
     static constexpr bool takes_long = true;
-    static constexpr bool nothrow =
-        std::is_nothrow_invocable_v<const Compare &, const V &, const V &>;
 
     template <class A>
     static constexpr bool taken_as_it_is = std::is_same_v<A, V> ||
@@ -827,6 +819,10 @@ struct part {
     Sought value;
 };
 
+template <class Record, class Part>
+inline constexpr bool is_nothrow_part =
+    Part::sought::nothrow &&noexcept(Part::key::get(std::declval<const Record &>()));
+
 template <class Key, class Sought>
 [[gnu::always_inline]] inline part<Key, Sought> part_for(const Sought &sought) {
     return {sought};
@@ -841,7 +837,8 @@ class record_search {
   public:
     static constexpr bool takes_long = First::key::order::takes_long;
     static constexpr bool has_ties = sizeof...(Others) > 0 || First::sought::has_ties;
-    static constexpr bool nothrow = (First::sought::nothrow && ... && Others::sought::nothrow);
+    static constexpr bool nothrow =
+        (is_nothrow_part<record, First> && ... && is_nothrow_part<record, Others>);
 
     explicit record_search(const First &first_, const Others &...others_)
         : first(first_), others(others_...) {}
@@ -891,7 +888,7 @@ template <class Hook, class Only>
 class record_less_search {
   public:
     static constexpr bool takes_long = Only::key::order::takes_long;
-    static constexpr bool nothrow = Only::sought::nothrow;
+    static constexpr bool nothrow = is_nothrow_part<typename Hook::record, Only>;
     explicit record_less_search(const Only &only_) : only(only_) {}
     bool is_above(ZOEAVLp node) const {
         return only.value.is_above(Only::key::get(*Hook::record_of(node)));
@@ -931,10 +928,6 @@ struct ordering {
     static_assert(count > 0, "zoeavl: an index needs a key");
     template <std::size_t i>
     using key = std::tuple_element_t<i, std::tuple<key_model<record, keys>...>>;
-    static constexpr bool nothrow =
-        ((key_model<record, keys>::order::nothrow &&noexcept(
-             key_model<record, keys>::get(std::declval<const record &>()))) &&
-         ...);
 
     /* Runs ahead of an insertion: keys that keep something in the record set it. */
     static void prepare(record &r) {
