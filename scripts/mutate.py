@@ -349,7 +349,7 @@ class Program:
             said = (self.bench.base / "log").read_text(errors="replace")
             started = re.findall(r"\[ RUN      \] (\S+)", said)
             failed = list(dict.fromkeys(re.findall(r"\[  FAILED  \] (\w[\w/]*\.[\w/]+)", said)))
-            ended = "tests ran." in said
+            ended = re.search(r"tests? from \d+ test suites? ran\.", said)
             failed += [] if ended or not started or started[-1] in failed else [started[-1]]
             kills += failed or [self.name]
             if not options.all_kills:
