@@ -236,35 +236,6 @@ class Generated : public testing::Test {
     std::vector<ZOEAVLTree *> created;
 };
 
-/* No tree is as high as the array for its path is long, but a chain is that leans left down to its
- * last node, which leans right, so that nothing moves when it gets a left child. */
-void expect_room_for_the_longest_path(ZOEAVLTree *tree) {
-    constexpr std::size_t length = 90;
-    std::vector<KeyedRecord> chain(length + 2);
-    const auto link = [](KeyedRecord &record, std::uintptr_t tags) {
-        return reinterpret_cast<ZOEAVLp>(model::word(&record.node) + tags);
-    };
-    const auto key = [](KeyedRecord &record) -> std::int32_t & {
-        return *reinterpret_cast<std::int32_t *>(record.after);
-    };
-    for (std::size_t i = 0; i < length; i++) {
-        key(chain[i]) = static_cast<std::int32_t>(2 * (length - i));
-        chain[i].node = {link(chain[i + 1], 1), i > 0 ? link(chain[i - 1], 2) : nullptr};
-    }
-    KeyedRecord &last = chain[length - 1];
-    KeyedRecord &right = chain[length];
-    KeyedRecord &added = chain[length + 1];
-    key(right) = key(last) + 1;
-    right.node = {link(last, 2), link(chain[length - 2], 2)};
-    last.node = {reinterpret_cast<ZOEAVLp>(2), link(right, 1)};
-    tree->root.headptr = &chain[0].node;
-    EXPECT_EQ(tree->adder(&tree->root, &added.node), &added.node);
-    EXPECT_EQ(model::words_of(&last.node),
-              (model::Words{model::word(&added.node), model::word(&right.node)}));
-    EXPECT_EQ(tree->killer(&tree->root, added.after), &added.node);
-    EXPECT_EQ(model::words_of(&last.node), (model::Words{2, model::word(link(right, 1))}));
-}
-
 TEST_F(Generated, OperationsAgreeWithTheModel) {
     std::vector<ZOEAVLTree *> trees;
     for (const Order &order : orders)
@@ -294,7 +265,7 @@ TEST_F(Generated, OperationsAgreeWithTheModel) {
                     run.step(random);
             }
             if (i / 2 == 1)
-                expect_room_for_the_longest_path(tree);
+                expect_room_for_the_longest_path(tree->root, tree->adder, tree->killer);
         }
     }
     for (ZOModule *const module : modules)

@@ -398,6 +398,24 @@ struct Record {
     std::int64_t key;
 };
 
+/* Lets so many threads write, and looks at what is there until they have ended. */
+template <class Write, class Look>
+void look_while_written(int writers, Write write, Look look) {
+    std::atomic<int> writing{writers};
+    std::vector<std::thread> threads;
+    for (int w = 0; w < writers; w++)
+        threads.emplace_back([&, w] {
+            write(w);
+            writing--;
+        });
+    while (writing > 0) {
+        look();
+        std::this_thread::sleep_for(std::chrono::microseconds(200)); // readers may come first
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
 /* Writers own disjoint keys, so that each knows what it must find; a reader that holds the lock
  * itself walks all and looks up neighbours by the plain operation. */
 TEST(LockedTree, ServesSeveralThreads) {
@@ -409,47 +427,33 @@ TEST(LockedTree, ServesSeveralThreads) {
     ZOEAVLTree *const tree = extension->Create(extension, &parms, nullptr, "shared");
     ZOEAVL_ROOT *const root = &tree->root;
     std::vector<Record> records(writers * each);
-    std::atomic<bool> writing{true};
-    std::vector<std::thread> threads;
-    for (int w = 0; w < writers; w++)
-        threads.emplace_back([&, w] {
-            for (int round = 0; round < 20; round++) {
-                for (int i = 0; i < each; i++) {
-                    Record &record = records[static_cast<std::size_t>(w * each + i)];
-                    record.key = static_cast<std::int64_t>(i) * 7919 % each * writers + w;
-                    ASSERT_EQ(tree->adder(root, &record.node), &record.node);
-                    ASSERT_EQ(tree->finder(root, &record.key), &record.node);
-                }
-                for (int i = 0; i < each; i++) {
-                    const Record &record = records[static_cast<std::size_t>(w * each + i)];
-                    const std::int64_t key = record.key;
-                    ASSERT_EQ(tree->killer(root, &key), &record.node);
-                    ASSERT_EQ(tree->finder(root, &key), nullptr);
-                }
-            }
-        });
-    std::thread walker([&] {
-        while (writing) {
-            root->rw->Get(root->rw, 0, 1);
-            ZOEAVLp last = nullptr;
-            for (ZOEAVLp node = tree->First(root); node != nullptr; node = tree->Next(node)) {
-                const std::int64_t key = reinterpret_cast<const Record *>(node)->key;
-                ZOEAVLp previous = nullptr;
-                ZOEAVLp next = nullptr;
-                EXPECT_EQ(tree->optable->fuzzier(root, &key, &previous, &next), node);
-                EXPECT_EQ(previous, last);
-                EXPECT_EQ(next, tree->Next(node));
-                last = node;
-            }
-            EXPECT_EQ(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, stderr), 0);
-            root->rw->Release(root->rw);
-            std::this_thread::sleep_for(std::chrono::microseconds(200)); // readers come first
+    const auto write = [&](int w) {
+        for (int step = 0; step < 40 * each; step++) {
+            const int i = step % each;
+            Record &record = records[static_cast<std::size_t>(w * each + i)];
+            const std::int64_t key = std::int64_t{i} * 7919 % each * writers + w;
+            const bool adding = step / each % 2 == 0;
+            if (adding)
+                record.key = key;
+            ASSERT_EQ(adding ? tree->adder(root, &record.node) : tree->killer(root, &key),
+                      &record.node);
+            ASSERT_EQ(tree->finder(root, &key), adding ? &record.node : nullptr);
         }
+    };
+    look_while_written(writers, write, [&] {
+        root->rw->Get(root->rw, 0, 1);
+        ZOEAVLp last = nullptr;
+        for (ZOEAVLp node = tree->First(root); node != nullptr; node = tree->Next(node)) {
+            const std::int64_t key = reinterpret_cast<const Record *>(node)->key;
+            ZOEAVLp previous = nullptr;
+            ZOEAVLp next = nullptr;
+            EXPECT_EQ(tree->optable->fuzzier(root, &key, &previous, &next), node);
+            EXPECT_EQ(previous, std::exchange(last, node));
+            EXPECT_EQ(next, tree->Next(node));
+        }
+        EXPECT_EQ(zoeavl_check(tree, ZOEAVL_CHECK_ORDER, stderr), 0);
+        root->rw->Release(root->rw);
     });
-    for (std::thread &thread : threads)
-        thread.join();
-    writing = false;
-    walker.join();
     EXPECT_EQ(root->headptr, nullptr);
     tree->destroy(tree);
     extension->RealDestroy(extension);
@@ -461,31 +465,25 @@ TEST(GuardedIndex, IsSoundAtEveryLookOfAnotherThread) {
     };
     zoe::guarded<zoe::index<Item, &Item::key>> guarded;
     std::vector<Item> items(300);
-    std::atomic<int> writing{2};
-    std::vector<std::thread> threads;
-    for (int w = 0; w < 2; w++)
-        threads.emplace_back([&, w] {
-            for (int step = 0; step < 3000; step++) {
-                Item &item = items[static_cast<std::size_t>(step * 7919 % 150 * 2 + w)];
-                auto index = guarded.write();
-                if (!item.is_linked()) {
-                    item.key = step * 31 % 1000 * 2 + w;
-                    index->insert(item);
-                } else {
-                    EXPECT_TRUE(index->erase(item));
-                }
+    const auto write = [&](int w) {
+        for (int step = 0; step < 3000; step++) {
+            Item &item = items[static_cast<std::size_t>(step * 7919 % 150 * 2 + w)];
+            auto index = guarded.write();
+            if (!item.is_linked()) {
+                item.key = step * 31 % 1000 * 2 + w;
+                index->insert(item);
+            } else {
+                EXPECT_TRUE(index->erase(item));
             }
-            writing--;
-        });
-    while (writing > 0) {
+        }
+    };
+    look_while_written(2, write, [&] {
         const auto index = guarded.read();
         const zoe::check_report report = zoe::check(*index);
         EXPECT_TRUE(report.empty()) << report;
         EXPECT_EQ(index->size(),
                   static_cast<std::size_t>(std::distance(index->begin(), index->end())));
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    });
 }
 
 } // namespace

@@ -59,6 +59,15 @@ TEST(KeyReads, NothingBeyondAKeyIsRead) {
             bytes.copy(place, bytes.size());
             return place;
         };
+        ZOEAVLp around[] = {reinterpret_cast<ZOEAVLp>(&root), reinterpret_cast<ZOEAVLp>(&root)};
+        auto *const bare = reinterpret_cast<ZOEAVLp>(at_the_end(Key(sizeof(ZOEAVLNODE), '\1')));
+        EXPECT_EQ(type.table->finder(&root, nullptr), nullptr) << "no key is read";
+        EXPECT_EQ(type.table->killer(&root, nullptr), nullptr);
+        EXPECT_EQ(type.table->fuzzier(&root, nullptr, &around[0], &around[1]), nullptr);
+        EXPECT_EQ(std::pair(around[0], around[1]), std::pair(ZOEAVLp{}, ZOEAVLp{}));
+        EXPECT_EQ(type.table->adder(&root, bare), bare);
+        EXPECT_EQ(model::words_of(bare), (model::Words{2, 2}));
+        root.headptr = nullptr;
         for (const Key &key : sorted_keys(type, 20)) {
             KeyedRecord record{};
             record.set(type, sizeof(ZOEAVLNODE), key);
@@ -121,24 +130,6 @@ TEST(KeyReads, CharactersWithoutEndStopAtTheFirstDifference) {
             root.keylen = 0;
             EXPECT_EQ(table->finder(&root, sought.end() - size), node) << "no character counts";
         }
-}
-
-TEST(KeyReads, NothingIsReadOfTheKeyOfAnEmptyTree) {
-    for (const Type &type : built_in) {
-        ZOEAVL_ROOT root{nullptr, 0, type.keylen, nullptr};
-        ZOEAVLp previous = reinterpret_cast<ZOEAVLp>(&root);
-        ZOEAVLp next = previous;
-        EXPECT_EQ(type.table->finder(&root, nullptr), nullptr);
-        EXPECT_EQ(type.table->killer(&root, nullptr), nullptr);
-        EXPECT_EQ(type.table->fuzzier(&root, nullptr, &previous, &next), nullptr);
-        EXPECT_EQ(previous, nullptr);
-        EXPECT_EQ(next, nullptr);
-        Guarded memory(sizeof(ZOEAVLNODE));
-        auto *const node = reinterpret_cast<ZOEAVLp>(memory.end() - sizeof(ZOEAVLNODE));
-        root.keyoff = sizeof(ZOEAVLNODE);
-        EXPECT_EQ(type.table->adder(&root, node), node);
-        EXPECT_EQ(model::words_of(node), (model::Words{2, 2}));
-    }
 }
 
 TEST(DoubleKeys, EveryPairOfBitPatternsComparesAsDoublesDo) {

@@ -194,6 +194,14 @@ inline bool walks_alike(const Tree &tree, const ZOEAVL_ROOT *root) {
     return forward == tree.order && backward == tree.order;
 }
 
+/* True if the records stand in a list, in order and without tags. */
+inline bool is_list(const Tree &tree) {
+    bool equal = true;
+    for (std::size_t i = 0; i < tree.order.size(); i++)
+        equal &= words_of(tree.order[i]) == Words(word(tree.before(i)), word(tree.at(i + 1)));
+    return equal;
+}
+
 } // namespace model
 
 #endif
