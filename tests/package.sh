@@ -57,7 +57,7 @@ check() { # prefix, folder of its libraries
     # shellcheck disable=SC2046 # several words
     cc data.c $(pkg-config --cflags --libs zoeavl) -o data
     # shellcheck disable=SC2046 # several words
-    cc -Wl,--as-needed tables.c $(pkg-config --cflags --libs zoeavl) -o tables
+    cc -Wl,--as-needed tables.c $(pkg-config --cflags --libs zoeavl zoeavl-inspect) -o tables
     for program in "$1-cmake/cities" "$1-cmake/cities_in_c" ./cities ./cities_in_c; do
         [ "$($program)" = "$expected" ] || fail "$program, built against $1, says otherwise"
     done
