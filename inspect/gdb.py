@@ -8,6 +8,7 @@ import struct
 
 import gdb
 import gdb.printing
+import gdb.types
 
 BALANCE, THREAD, TAGS = 1, 2, 3
 LEFT, RIGHT = 0, 1
@@ -130,6 +131,8 @@ class Tree:
                                                  'with a lock' if self.locked else 'no lock')
 
 
+INDEX = r'^zoe::([a-z0-9_]+::)?basic_index<.*>$'
+
 # ---- Printers -------------------------------------------------------------------------------------
 
 
@@ -163,10 +166,13 @@ class TreePrinter:
             yield '%#x' % node, 'record%s' % key
 
 
-class IndexPrinter:
-    """A zoe::index or zoe::index_on."""
+class Index:
+    """A zoe::index or zoe::index_on, of which the debugger knows the records' type, not their order."""
+
+    read = None
 
     def __init__(self, value):
+        self.head = int(value['root'])
         hook = value.type.strip_typedefs().template_argument(0)
         argument = hook.template_argument(0)
         if isinstance(argument, gdb.Type):
@@ -175,12 +181,6 @@ class IndexPrinter:
         else:
             self.record = gdb.lookup_type(re.search(r'[( ]([^( ]+)::\*', str(argument.type)).group(1))
             self.offset = int(argument.cast(gdb.lookup_type('long')))
-        try:
-            known = int(value['records']['_M_i'])
-            self.records, self.size = shown(in_order(int(value['root'])),
-                                            '%d records' % known if known < UNCOUNTED else None)
-        except (gdb.MemoryError, gdb.GdbError) as error:
-            self.records, self.size = [], str(error)
 
     def offset_among_bases(self, kind):
         """Where the links stand, in bytes; None if they stand in no base."""
@@ -192,13 +192,28 @@ class IndexPrinter:
                 return deeper + field.bitpos // 8
         return None
 
+    def record_at(self, node):
+        return gdb.Value(node - self.offset).cast(self.record.pointer()).dereference()
+
+
+class IndexPrinter:
+    """An index."""
+
+    def __init__(self, value):
+        self.index = Index(value)
+        try:
+            known = int(value['records']['_M_i'])
+            self.records, self.size = shown(in_order(self.index.head),
+                                            '%d records' % known if known < UNCOUNTED else None)
+        except (gdb.MemoryError, gdb.GdbError) as error:
+            self.records, self.size = [], str(error)
+
     def to_string(self):
-        return 'zoeavl index of %s, %s' % (self.record, self.size)
+        return 'zoeavl index of %s, %s' % (self.index.record, self.size)
 
     def children(self):
         for place, node in enumerate(self.records):
-            record = gdb.Value(node - self.offset).cast(self.record.pointer())
-            yield '[%d]' % place, record.dereference()
+            yield '[%d]' % place, self.index.record_at(node)
 
     def display_hint(self):
         return 'array'
@@ -207,7 +222,7 @@ class IndexPrinter:
 def printers():
     collection = gdb.printing.RegexpCollectionPrettyPrinter('zoeavl')
     collection.add_printer('tree', '^ZOEAVLTree$', TreePrinter)
-    collection.add_printer('index', r'^zoe::([a-z0-9_]+::)?basic_index<.*>$', IndexPrinter)
+    collection.add_printer('index', INDEX, IndexPrinter)
     return collection
 
 
@@ -227,6 +242,14 @@ def address_of(expression):
     return int(value.address if pointed == gdb.TYPE_CODE_STRUCT else value)
 
 
+def looked_into(expression):
+    """The tree or index that it names."""
+    value = gdb.parse_and_eval(expression)
+    if re.match(INDEX, gdb.types.get_basic_type(value.type).tag or ''):
+        return Index(value)
+    return Tree(address_of(expression))
+
+
 def parts_of(argument):
     """The tree, and what follows `as` and `from`."""
     parts = re.split(r'\s+(as|from)\s+', argument)
@@ -235,7 +258,7 @@ def parts_of(argument):
 
 
 class Walk(gdb.Command):
-    """Lists the records of a tree in order: zoeavl walk TREE [as TYPE] [from KEY]
+    """Lists the records of a tree or index in order: zoeavl walk TREE [as TYPE] [from KEY]
 With TYPE each is printed as one; from KEY on, a value that reads like the tree's keys."""
 
     def __init__(self):
@@ -243,7 +266,7 @@ With TYPE each is printed as one; from KEY on, a value that reads like the tree'
 
     def invoke(self, argument, _):
         expression, parts = parts_of(argument)
-        tree = Tree(address_of(expression))
+        tree = looked_into(expression)
         kind = gdb.lookup_type(parts['as']).pointer() if 'as' in parts else None
         low = self.key(tree, parts['from']) if 'from' in parts else None
         for node in in_order(tree.head):
@@ -251,13 +274,15 @@ With TYPE each is printed as one; from KEY on, a value that reads like the tree'
                 continue
             if kind:
                 print('%#x %s' % (node, gdb.Value(node).cast(kind).dereference()))
+            elif isinstance(tree, Index):
+                print('%#x %s' % (node, tree.record_at(node)))
             else:
                 print('%#x %s' % (node, tree.key(node) if tree.read else ''))
 
     @staticmethod
     def key(tree, expression):
         if tree.read is None:
-            raise gdb.GdbError('zoeavl: only the program can read the keys of this tree')
+            raise gdb.GdbError('zoeavl: only the program can read these keys')
         value = gdb.parse_and_eval(expression)
         code = value.type.strip_typedefs().code
         if code in (gdb.TYPE_CODE_ARRAY, gdb.TYPE_CODE_PTR):
@@ -267,13 +292,13 @@ With TYPE each is printed as one; from KEY on, a value that reads like the tree'
 
 
 class Check(gdb.Command):
-    """Checks links, heights and, for the built-in key types, order of a tree: zoeavl check TREE"""
+    """Checks links and heights of a tree or index, and the order of built-in key types: zoeavl check TREE"""
 
     def __init__(self):
         super().__init__('zoeavl check', gdb.COMMAND_DATA, gdb.COMPLETE_EXPRESSION)
 
     def invoke(self, argument, _):
-        tree = Tree(address_of(argument))
+        tree = looked_into(argument)
         self.faults, self.order, self.met = 0, [], set()
         if tree.head:
             self.visit(tree.head, 1)

@@ -14,7 +14,8 @@ look() { # what gdb is told ahead of the questions
     gdb -q -nx -batch -iex "add-auto-load-safe-path $folder" -iex "set debuginfod enabled off" "$@" \
         -ex "frame function main" -ex 'echo answers\n' -ex 'p *by_people' -ex 'p index' -ex 'zoeavl walk by_name' \
         -ex 'zoeavl walk by_name from "C"' -ex 'zoeavl walk *by_people as City from 50000' \
-        -ex 'zoeavl check wrong' -ex 'zoeavl check by_name' -ex 'zoeavl node &cities[1]' 2>&1 |
+        -ex 'zoeavl check wrong' -ex 'zoeavl check by_name' -ex 'zoeavl node &cities[1]' \
+        -ex 'zoeavl walk index' -ex 'zoeavl check index' 2>&1 |
         sed -n '/^answers$/,$p' | sed -E '1d; s/0x[0-9a-f]+/ADDRESS/g; s/^\$[0-9]+ = //'
 }
 expected="zoeavl tree (cbi64, key at 32, length 1, no lock), 3 records = {ADDRESS = record key 47000, \
@@ -32,7 +33,12 @@ ADDRESS {node = {llink = ADDRESS, rlink = ADDRESS}, name = {chars = ADDRESS, len
 record ADDRESS: key 1 isn't above 47000: was it changed in the tree?
 3 records, 1 faults
 3 records, 0 faults
-ADDRESS: left child ADDRESS, right child ADDRESS, level"
+ADDRESS: left child ADDRESS, right child ADDRESS, level
+ADDRESS {name = ADDRESS \"Hamar\", people = 28535, by_people = {<ZOEAVLNODE> = {llink = ADDRESS, rlink = ADDRESS}, \
+<No data fields>}}
+ADDRESS {name = ADDRESS \"Moss\", people = 47000, by_people = {<ZOEAVLNODE> = {llink = ADDRESS, rlink = ADDRESS}, \
+<No data fields>}}
+2 records, 0 faults"
 expect() { # which, what it told
     diff <(echo "$expected") <(echo "$2") || { echo "debugger: $1 differs" >&2; exit 1; }
 }
