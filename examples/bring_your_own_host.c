@@ -1,12 +1,12 @@
-/* A host in C, whole: everything that the library asks of a kernel, filled in with malloc and no lock.
- * Then a tree made with it and driven through its slots. */
+/* A host in C, whole: everything that the library asks of a kernel, filled in with malloc and no
+ * lock. Then a tree made with it and driven through its slots. */
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <zoeavl.h>
 
-/* ---- The pool. Ending it ends every block, so blocks are kept in a ring. -------------------------- */
+/* ---- The pool. Ending it ends every block, so blocks are kept in a ring. --------------------- */
 
 struct Block {
     struct Block *previous, *next;
@@ -17,13 +17,12 @@ struct Pool {
     struct Block ring;
 };
 
-static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags)
-{
+static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags) {
     struct Block *ring = &((struct Pool *)pool)->ring;
     if (size > SIZE_MAX - sizeof(struct Block))
         return NULL;
-    struct Block *block = flags & ZOPOOL_ZEROFILL ? calloc(1, sizeof *block + size)
-                                                  : malloc(sizeof *block + size);
+    struct Block *block =
+        flags & ZOPOOL_ZEROFILL ? calloc(1, sizeof *block + size) : malloc(sizeof *block + size);
     if (block == NULL)
         return NULL;
     block->previous = ring;
@@ -33,8 +32,7 @@ static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags)
     return block + 1;
 }
 
-static void free_block(ZOPool *pool, void *memory)
-{
+static void free_block(ZOPool *pool, void *memory) {
     (void)pool;
     if (memory == NULL)
         return;
@@ -44,16 +42,15 @@ static void free_block(ZOPool *pool, void *memory)
     free(block);
 }
 
-static void destroy_pool(ZOPool *pool)
-{
+static void destroy_pool(ZOPool *pool) {
     struct Pool *self = (struct Pool *)pool;
     while (self->ring.next != &self->ring)
         free_block(pool, self->ring.next + 1);
     free(self);
 }
 
-static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *journal, const char *name)
-{
+static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *journal,
+                           const char *name) {
     (void)host, (void)parms, (void)journal, (void)name;
     struct Pool *pool = calloc(1, sizeof *pool);
     if (pool == NULL)
@@ -65,15 +62,14 @@ static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *jo
     return &pool->slots;
 }
 
-/* ---- The journal: statuses alone, to standard error. ---------------------------------------------- */
+/* ---- The journal: statuses alone, to standard error. ----------------------------------------- */
 
-static ZOWord status_to_journal(ZOJournal *journal, ZOWord level, ZOWord status, va_list list)
-{
+static ZOWord status_to_journal(ZOJournal *journal, ZOWord level, ZOWord status, va_list list) {
     (void)journal, (void)list;
     return fprintf(stderr, "level %" PRId64 ": status 0x%08" PRIx32 "\n", level, (uint32_t)status);
 }
 
-/* ---- A record, and a tree of records. ------------------------------------------------------------- */
+/* ---- A record, and a tree of records. -------------------------------------------------------- */
 
 struct City {
     ZOEAVLNODE node;
@@ -81,8 +77,7 @@ struct City {
     const char *name;
 };
 
-int main(void)
-{
+int main(void) {
     /* No LockCreate: every tree is created with ZOEAVL_PARM_NOLOCK. */
     ZOHost host = {.PoolCreate = create_pool};
     ZOJournal journal = {.StatusToJnl = status_to_journal};
@@ -116,8 +111,7 @@ int main(void)
     ZOEAVLp below, above;
     if (tree->fuzzier(&tree->root, &wanted, &below, &above) == NULL)
         printf("%" PRId64 " lies between %s and %s\n", wanted,
-               ZOEAVL_RECORD(struct City, below)->name,
-               ZOEAVL_RECORD(struct City, above)->name);
+               ZOEAVL_RECORD(struct City, below)->name, ZOEAVL_RECORD(struct City, above)->name);
 
     tree->killer(&tree->root, &cities[1].population);
     printf("largest without Oslo: %s\n", ZOEAVL_RECORD(struct City, tree->Last(&tree->root))->name);

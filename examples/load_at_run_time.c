@@ -10,7 +10,7 @@
 
 #include <zoeavl.h>
 
-/* ---- The pool: blocks in a chain, which end with it. ---------------------------------------------- */
+/* ---- The pool: blocks in a chain, which end with it. ----------------------------------------- */
 
 struct Block {
     _Alignas(max_align_t) struct Block *next;
@@ -22,13 +22,12 @@ struct Pool {
     struct Block *last;
 };
 
-static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags)
-{
+static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags) {
     struct Pool *self = (struct Pool *)pool;
     if (size > SIZE_MAX - sizeof(struct Block))
         return NULL;
-    struct Block *block = flags & ZOPOOL_ZEROFILL ? calloc(1, sizeof *block + size)
-                                                  : malloc(sizeof *block + size);
+    struct Block *block =
+        flags & ZOPOOL_ZEROFILL ? calloc(1, sizeof *block + size) : malloc(sizeof *block + size);
     if (block == NULL)
         return NULL;
     pthread_mutex_lock(&self->guard);
@@ -38,13 +37,11 @@ static void *alloc(ZOPool *pool, uint64_t size, uint32_t flags)
     return block + 1;
 }
 
-static void free_block(ZOPool *pool, void *block)
-{
+static void free_block(ZOPool *pool, void *block) {
     (void)pool, (void)block;
 }
 
-static void destroy_pool(ZOPool *pool)
-{
+static void destroy_pool(ZOPool *pool) {
     struct Pool *self = (struct Pool *)pool;
     for (struct Block *block = self->last, *next; block != NULL; block = next) {
         next = block->next;
@@ -54,8 +51,8 @@ static void destroy_pool(ZOPool *pool)
     free(self);
 }
 
-static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *journal, const char *name)
-{
+static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *journal,
+                           const char *name) {
     (void)host, (void)parms, (void)journal, (void)name;
     struct Pool *pool = calloc(1, sizeof *pool);
     if (pool == NULL)
@@ -67,15 +64,14 @@ static ZOPool *create_pool(ZOHost *host, const ZOPoolParms *parms, ZOJournal *jo
     return &pool->slots;
 }
 
-/* ---- The lock. Nobody looks at what Get returns, so it returns with the lock or not at all. -------- */
+/* ---- The lock. Nobody looks at what Get returns, so it returns with the lock or not at all. -- */
 
 struct Lock {
     ZOLock slots;
     pthread_rwlock_t rwlock;
 };
 
-static uint32_t get(ZOLock *lock, uint32_t wr, uint32_t wa)
-{
+static uint32_t get(ZOLock *lock, uint32_t wr, uint32_t wa) {
     (void)wa; /* always 1 */
     pthread_rwlock_t *rwlock = &((struct Lock *)lock)->rwlock;
     if ((wr ? pthread_rwlock_wrlock(rwlock) : pthread_rwlock_rdlock(rwlock)) != 0)
@@ -83,20 +79,18 @@ static uint32_t get(ZOLock *lock, uint32_t wr, uint32_t wa)
     return 0;
 }
 
-static uint32_t release(ZOLock *lock)
-{
+static uint32_t release(ZOLock *lock) {
     pthread_rwlock_unlock(&((struct Lock *)lock)->rwlock);
     return 0;
 }
 
-static void destroy_lock(ZOLock *lock)
-{
+static void destroy_lock(ZOLock *lock) {
     pthread_rwlock_destroy(&((struct Lock *)lock)->rwlock);
     free(lock);
 }
 
-static ZOLock *create_lock(ZOHost *host, const ZOLockParms *parms, ZOJournal *journal, const char *name)
-{
+static ZOLock *create_lock(ZOHost *host, const ZOLockParms *parms, ZOJournal *journal,
+                           const char *name) {
     (void)host, (void)parms, (void)journal, (void)name;
     struct Lock *lock = calloc(1, sizeof *lock);
     if (lock == NULL)
@@ -108,21 +102,19 @@ static ZOLock *create_lock(ZOHost *host, const ZOLockParms *parms, ZOJournal *jo
     return &lock->slots;
 }
 
-/* ---- The journal: statuses alone, to standard error. ---------------------------------------------- */
+/* ---- The journal: statuses alone, to standard error. ----------------------------------------- */
 
-static ZOWord status_to_journal(ZOJournal *journal, ZOWord level, ZOWord status, va_list list)
-{
+static ZOWord status_to_journal(ZOJournal *journal, ZOWord level, ZOWord status, va_list list) {
     (void)journal, (void)list;
     return fprintf(stderr, "level %" PRId64 ": status 0x%08" PRIx32 "\n", level, (uint32_t)status);
 }
 
-/* ---- Loading -------------------------------------------------------------------------------------- */
+/* ---- Loading --------------------------------------------------------------------------------- */
 
 typedef ZOWord EntryPoint(ZOHost *, uint64_t *, uint64_t *);
 typedef ZOEAVLExtension *FactoryMaker(void *, ZOJournal *);
 
-static void *symbol(void *library, const char *name)
-{
+static void *symbol(void *library, const char *name) {
     void *address = dlsym(library, name);
     if (address == NULL) {
         fprintf(stderr, "load_at_run_time: %s\n", dlerror());
@@ -136,8 +128,7 @@ struct Event {
     uint64_t time;
 };
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     ZOHost host = {.LockCreate = create_lock, .PoolCreate = create_pool};
     ZOJournal journal = {.StatusToJnl = status_to_journal};
     void *library = dlopen(argc > 1 ? argv[1] : "libzoeavl.so.2", RTLD_NOW | RTLD_LOCAL);
@@ -172,6 +163,7 @@ int main(int argc, char **argv)
 
     tree->destroy(tree);
     factory->RealDestroy(factory);
-    dlclose(library); /* once nothing of it is in use: factories, trees, and slots that were copied */
+    dlclose(
+        library); /* once nothing of it is in use: factories, trees, and slots that were copied */
     return 0;
 }

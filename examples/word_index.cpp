@@ -71,8 +71,7 @@ void show(const Word *word) {
     std::cout << "  " << word->view() << " " << word->count << "\n";
 }
 
-/* ---- Command line and input
- * ------------------------------------------------------------------------ */
+/* ---- Command line and input ------------------------------------------------------------------ */
 
 struct Options {
     std::vector<std::string> files;
@@ -162,8 +161,7 @@ std::vector<std::string_view> parts_of(const std::vector<std::string> &texts, st
     return parts;
 }
 
-/* ---- The index
- * ------------------------------------------------------------------------------------- */
+/* ---- The index ------------------------------------------------------------------------------- */
 
 class Index {
   public:

@@ -58,8 +58,7 @@ struct Codegen : ZOCodegen {
     std::string words;
 };
 
-/* ---- Collecting
- * ----------------------------------------------------------------------------------*/
+/* ---- Collecting ------------------------------------------------------------------------------ */
 
 /* Runs an addition, which fails when there is no memory for it. */
 template <class Addition>
@@ -126,8 +125,7 @@ uint32_t add_structs(ZOCodegen *codegen, const ZOCodegenStruct *structs, uint32_
     });
 }
 
-/* ---- Compiling
- * -----------------------------------------------------------------------------------*/
+/* ---- Compiling ------------------------------------------------------------------------------- */
 
 /* A folder of its own for one compilation; it goes, with all that is in it, when the scope ends. */
 class Workshop {
@@ -221,8 +219,7 @@ void *compile_and_load(const std::string &text, std::vector<std::string> command
     return loaded;
 }
 
-/* ---- Sharing
- * ------------------------------------------------------------------------------------ */
+/* ---- Sharing --------------------------------------------------------------------------------- */
 
 /* What a text was compiled to, for all modules of that text and command that live. */
 struct Compilation {

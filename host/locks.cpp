@@ -20,8 +20,7 @@ zoe::preference preference_of(const ZOLockParms *parms) {
     return parms->variant != 0 ? zoe::preference::writers : zoe::preference::readers;
 }
 
-/* ---- Plain
- * ------------------------------------------------------------------------------------ */
+/* ---- Plain ----------------------------------------------------------------------------------- */
 
 struct Lock : ZOLock {
     explicit Lock(zoe::preference first) : ZOLock{}, mutex(first) {}
@@ -72,8 +71,7 @@ void destroy_lock(ZOLock *lock) {
     delete static_cast<Lock *>(lock);
 }
 
-/* ---- Checked
- * ---------------------------------------------------------------------------------- */
+/* ---- Checked --------------------------------------------------------------------------------- */
 
 class CheckedLock : public ZOLock {
   public:

@@ -27,8 +27,7 @@ bool address_sanitizer_runs() {
     return __asan_poison_memory_region != nullptr;
 }
 
-/* ---- Plain
- * ------------------------------------------------------------------------------------ */
+/* ---- Plain ----------------------------------------------------------------------------------- */
 
 struct Pool : ZOPool {
     std::pmr::synchronized_pool_resource memory;
@@ -71,8 +70,7 @@ void destroy_pool(ZOPool *pool) {
     delete static_cast<Pool *>(pool);
 }
 
-/* ---- Watched: each block is one of the heap's, so that the address sanitizer knows it
- * ------------------------------------------------------------------------------------ */
+/* ---- Watched: each block is one of the heap's, so that the address sanitizer knows it -------- */
 
 constexpr int fresh_pattern = 0xCD;
 constexpr int freed_pattern = 0xDD;

@@ -55,7 +55,7 @@ coverage() {
 fuzz() { scripts/fuzz.sh 1; }
 format() {
     # shellcheck disable=SC2016 # the inner shell expands it
-    sources '*.h' '*.hpp' '*.cpp' | grep -zv '^./examples/orders/' |
+    sources '*.c' '*.h' '*.hpp' '*.cpp' | grep -zv '/generation/engine.c$' |
         xargs -0 -n 1 bash -c 'clang-format "$0" | diff -u --label "$0" --label "$0, formatted" "$0" -'
 }
 lint() {

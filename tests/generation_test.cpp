@@ -24,8 +24,7 @@ TEST(Text, IsWhatItWas) {
     EXPECT_EQ(digest, 0x2630E660656D0EFF) << std::hex << digest;
 }
 
-/* ---- The driver
- * ---------------------------------------------------------------------------------- */
+/* ---- The driver ------------------------------------------------------------------------------ */
 
 std::array<void *, 4> slots_of(const ZOEAVLTree *tree) {
     std::array<void *, 4> slots{};
@@ -170,8 +169,7 @@ TEST(Driver, DescribesTheLayouts) {
               "end 0\n");
 }
 
-/* ---- Compiled operations
- * -------------------------------------------------------------------------- */
+/* ---- Compiled operations --------------------------------------------------------------------- */
 
 /* An order as the table that was compiled from it at build time, and as text of its like. */
 struct Order {

@@ -325,8 +325,7 @@ TEST(ScalingMutex, ExcludesAndEndsInEveryInterleaving) {
     }
 }
 
-/* ---- The soak
- * ------------------------------------------------------------------------------------ */
+/* ---- The soak -------------------------------------------------------------------------------- */
 
 /* More threads than rows, all reading: the writer waits for the last of them, whichever it is. */
 TEST(ScalingMutex, WaitsForReadersWithAndWithoutRows) {

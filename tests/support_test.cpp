@@ -241,8 +241,7 @@ TEST(Duplicates, ComeFromThePool) {
     EXPECT_EQ(skMemDup("abcdef", 6, &pool), nullptr);
 }
 
-/* ---- Shims
- * ---------------------------------------------------------------------------------------- */
+/* ---- Shims ----------------------------------------------------------------------------------- */
 
 struct Journal : ZOJournal {
     std::string seen;
@@ -305,8 +304,7 @@ TEST(Shims, GetLocaleIsAJump) {
     EXPECT_EQ(j.seen, "| 7 0.500000 x| 8 1.500000 y| 9 2.500000 z");
 }
 
-/* ---- Version record
- * ------------------------------------------------------------------------------- */
+/* ---- Version record -------------------------------------------------------------------------- */
 
 TEST(Version, RecordHasItsForm) {
     char buffer[208 + 3];

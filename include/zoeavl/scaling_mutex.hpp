@@ -204,9 +204,7 @@ class basic_mutex {
     preference first;
 };
 
-/* ---- The platform as it is: std::atomic, pthread's lock, rows with thread-local places
- * ------------------------------------------------------------------------------------------------
- */
+/* ---- The platform as it is: std::atomic, pthread's lock, rows with thread-local places ------- */
 
 class pthread_gate {
   public:
