@@ -39,8 +39,9 @@ ZOEAVL_HOST_API ZOHost *zoeavl_host(void);
  *     Locks: taken for writing by a thread that holds it, taken at all by the thread that writes,
  * taken for reading twice if it isn't of the kind that allows this, released by a thread that
  * doesn't hold it, destroyed while it is held. A call lets other threads go ahead.
- *     With ZOEAVL_HOST_FAIL=K in the environment the K-th request for a pool, a lock, a block or a
- * compilation fails: a program that is run with K from 1 on shows what it does then. */
+ *     With ZOEAVL_HOST_FAIL=K in the environment the K-th request for a pool, a lock or a block of
+ * it, or for a compilation by any codegen object, fails: a program that is run with K from 1 on
+ * shows what it does then. */
 ZOEAVL_HOST_API ZOHost *zoeavl_host_checked(void);
 
 /* A journal that writes each report as a line to `stream`, and keeps it as text if `stream` is
@@ -49,7 +50,8 @@ ZOEAVL_HOST_API ZOHost *zoeavl_host_checked(void);
  *     MessageToJnl(level, const char *format, 0, list)             reports what printf would print
  *     MessageToBuf(level, const char *format, char *buffer, size, 0, list)
  *     GetLocale(journal)                                           the text "C"
- * The results are the length of the line. */
+ * The results are the length of the line. Where there is no memory for the journal the program
+ * ends. */
 ZOEAVL_HOST_API ZOJournal *zoeavl_host_journal(FILE *stream);
 
 /* What a journal without a stream was given so far. Valid until the next report or its end. */
@@ -61,7 +63,9 @@ ZOEAVL_HOST_API void zoeavl_host_journal_end(ZOJournal *journal);
 /* An object that collects C text and has it compiled by the system's C compiler, $CC or cc, as GNU
  * C11 with optimisation. `journal`, which may be null, receives the compiler's own words when it
  * refuses. The first word given to `compile` (and to ZOEAVLCodegen) is 0 or a string of further
- * options for the compiler, separated by blanks; the second is ignored.
+ * options for the compiler, separated by blanks; the second is ignored. What the compiler reads and
+ * writes stands in a folder of its own below $TMPDIR or /tmp, which is gone when `compile` ends.
+ * Where there is no memory for the object itself the program ends.
  *
  * The same text with the same compiler and options is compiled once: as long as a module of it
  * lives, further ones are had without the compiler and share its functions, and its variables if

@@ -23,8 +23,12 @@
 #ifndef ZOEAVL_HPP
 #define ZOEAVL_HPP
 
-#include "zoeavl/guarded.hpp"
-#include "zoeavl/index.hpp"
-#include "zoeavl/tree.hpp"
+#if __cplusplus < 202002L
+#    error "zoeavl.hpp is for C++20 and later: compile with -std=c++20"
+#else
+#    include "zoeavl/guarded.hpp"
+#    include "zoeavl/index.hpp"
+#    include "zoeavl/tree.hpp"
+#endif
 
 #endif

@@ -3,6 +3,7 @@
 # without documentation is an error, as is a reference, or a path named in a page, that leads nowhere.
 #   docs.sh [FOLDER]
 set -euo pipefail
+[[ ${1:-} != -* ]] || { echo "docs: no such option: $1" >&2; exit 2; }
 here=$(cd "$(dirname "$0")" && pwd)
 output=$(realpath -m "${1:-$here/../build/docs}")
 "$here/setup.sh" docs

@@ -3,6 +3,7 @@
 # copy of it, and leaves them in the folder named, or in build/package.
 #   package.sh [FOLDER]
 set -euo pipefail
+[[ ${1:-} != -* ]] || { echo "package: no such option: $1" >&2; exit 2; }
 here=$(cd "$(dirname "$0")" && pwd)
 source=$(dirname "$here")
 mkdir -p "${1:-$source/build/package}"

@@ -3,6 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh pictures
+export CMAKE_GENERATOR=Ninja
 cmake --preset release >/dev/null
 cmake --build --preset release --target zoeavl_steps >/dev/null
 for what in insertion removal; do

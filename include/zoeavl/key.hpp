@@ -80,6 +80,10 @@ inline constexpr detail::missing_key<key> missing{};
 /* What a pointer leads to, which is never null. */
 template <auto key>
 inline constexpr detail::indirect_key<key> indirect{};
+
+/* A string the first eight bytes of which the record holds in itself as well, in a member of eight
+ * bytes: a comparison that they decide doesn't read the string. An insertion sets that member;
+ * until the record is removed, leave both as they are. */
 template <auto text, auto prefix>
 inline constexpr detail::prefixed_key<text, prefix> prefixed{};
 
