@@ -24,6 +24,16 @@ class DuplicateChain {
     ZOEAVLp tail = nullptr;
 };
 
+/* True if nothing that ReTree calls can touch what the walk hasn't come to yet. */
+bool leaves_the_rest_alone(const ZOEAVLTree *tree) {
+    const auto *const table = tree->optable;
+    const auto at = reinterpret_cast<std::uintptr_t>(table);
+    const bool built_in = at >= reinterpret_cast<std::uintptr_t>(&cbchar) &&
+                          at <= reinterpret_cast<std::uintptr_t>(&cbmdblp);
+    return built_in && (tree->adder == table->adder || tree->adder == table->safe_adder) &&
+           tree->Next == ZOEAVLNext;
+}
+
 /* The successor in the old order, whose links still hold at and beyond `node`. */
 ZOEAVLp successor(const ZOEAVLTree *tree, ZOEAVLp node) {
     const std::uintptr_t link = links(node)[right];
@@ -37,6 +47,7 @@ using namespace zoe::engine;
 
 ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, ZOEAVLp *dupHead,
                          ZOEAVLp *dupTail, ZOJournal *journal) {
+    const bool starts_at_the_first = tree->First == ZOEAVLFirst;
     ZOEAVLp node = tree->First(&tree->root);
     const ZOEAVLp old_root = std::exchange(tree->root.headptr, nullptr);
     if (parms != nullptr &&
@@ -44,8 +55,8 @@ ZOEAVLTree *ZOEAVLReTree(ZOEAVLTree *tree, const ZOEAVLParms *parms, ZOEAVLp *du
         return nullptr;
 
     std::optional<LookAhead> ahead;
-    const bool goes_in_order = tree->First == ZOEAVLFirst && tree->Next == ZOEAVLNext;
-    if (goes_in_order && node != nullptr && LookAhead::pays(old_root))
+    if (starts_at_the_first && node != nullptr && leaves_the_rest_alone(tree) &&
+        LookAhead::pays(old_root))
         ahead.emplace(old_root);
     DuplicateChain duplicates;
     while (node != nullptr) {

@@ -428,6 +428,28 @@ TEST_F(Frame, ReTreeBringsDuplicatesBackInTheOldOrder) {
         }
 }
 
+/* The adder of a caller may relink what the walk hasn't come to, and end the rest. */
+TEST_F(Frame, ReTreeReadsNothingButTheWalkBesideOwnAdders) {
+    constexpr std::size_t count = (1 << 13) - 1;
+    static const Guarded memory(count * sizeof(Record));
+    static auto *const records = reinterpret_cast<Record *>(memory.begin());
+    ZOEAVLTree *const tree = create(parms_for(5, 1));
+    for (std::size_t i = 0; i < count; i++) {
+        records[i].key = static_cast<std::int64_t>(i);
+        tree->adder(&tree->root, &records[i].node);
+    }
+    tree->adder = [](ZOEAVLRootp, ZOEAVLp node) {
+        constexpr std::size_t top = 255; /* of the first eight levels */
+        if (node == &records[0].node) {
+            records[1].node.rlink = reinterpret_cast<ZOEAVLp>(model::word(&records[top].node) + 2);
+            records[top].node.rlink = reinterpret_cast<ZOEAVLp>(2);
+            mprotect(memory.begin() + 8192, count * sizeof(Record) - 8192, PROT_NONE);
+        }
+        return node;
+    };
+    EXPECT_EQ(tree->ReTree(tree, nullptr, nullptr, nullptr, nullptr), tree);
+}
+
 TEST_F(Frame, ReTreeFailsAsTold) {
     std::vector<Record> records(10);
     const auto filled = [&] {

@@ -36,7 +36,7 @@ struct ByteString {
 };
 
 struct WideString {
-    using Unit = zochar;
+    using Unit = std::int32_t;
     [[gnu::always_inline]] static int compare(const void *a, const void *b, std::size_t length) {
         if constexpr (std::is_signed_v<wchar_t>)
             return std::wmemcmp(static_cast<const wchar_t *>(a), static_cast<const wchar_t *>(b),
