@@ -18,8 +18,8 @@
  * A record stands in several indexes through several member nodes (index_on), and an index may go
  * by several keys. zoeavl/key.hpp says what a key is and how types are ordered,
  * zoeavl/operations.hpp what can be done. guarded puts a lock around an index; tree and view reach
- * the tree objects of zoeavl.h by the same operations. For C++20. Header-only, but for tree and
- * view. */
+ * the tree objects of zoeavl.h by the same operations. For C++20, with exceptions on. Header-only,
+ * but for tree and view. */
 #ifndef ZOEAVL_HPP
 #define ZOEAVL_HPP
 

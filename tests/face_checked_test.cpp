@@ -24,6 +24,13 @@ TEST(CheckedIndex, SaysWhatIsWrong) {
     }
     Record loose;
     loose.key = 1;
+    Index empty;
+    const auto of_loose = [&] { // whose record was removed since
+        index.insert(loose);
+        auto place = index.iterator_to(loose);
+        index.erase(loose);
+        return place;
+    };
     Record unlike;
     unlike.key = 5;
     const std::pair<const char *, std::function<void()>> slips[] = {
@@ -36,6 +43,15 @@ TEST(CheckedIndex, SaysWhatIsWrong) {
         {"the record is in no index", [&] { (void)index.iterator_to(loose); }},
         {"the iterator's record isn't found at its place in this index",
          [&] { index.erase(other.begin()); }},
+        {"the iterator's record isn't found at its place in this index",
+         [&] { empty.erase(other.begin(), other.end()); }},
+        {"the range ends ahead of its beginning",
+         [&] { index.erase(index.find(8), index.find(4)); }},
+        {"the range ends ahead of its beginning", [&] { index.erase(index.end(), index.find(4)); }},
+        {"the record is in no index", [&] { index.erase(of_loose()); }},
+        {"the record is in no index", [&] { ++of_loose(); }},
+        {"the record is in no index", [&] { --of_loose(); }},
+        {"an iterator of no index was decremented", [&] { --Index::iterator(); }},
         {"the end was erased", [&] { index.erase(index.end()); }},
         {"the end was dereferenced", [&] { (void)*index.end(); }},
         {"the end was incremented", [&] { ++index.end(); }},

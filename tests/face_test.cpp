@@ -316,6 +316,8 @@ struct Other : zoe::node {
     void (*function)() = nullptr;
     short shorts[3] = {};
     double doubles[2] = {};
+    char names[2][3] = {};
+    bool even = false;
     Downwards direction{};
     Bare bare{};
     void operator&() const = delete;
@@ -332,6 +334,7 @@ TEST(Index, LooksUpByWhatComparesWithTheKey) {
         records[i].pointer = both + i;
         records[i].shorts[1] = records[i].shorts[2] = static_cast<short>(i);
         records[i].doubles[1] = static_cast<double>(i);
+        records[i].names[1][2] = "\1a\x80\xFF"[i];
         records[i].bare.value = static_cast<int>(i);
     }
     const auto finds = [&]<auto... keys>(const zoe::index<Other, keys...> &, std::size_t rank,
@@ -351,9 +354,17 @@ TEST(Index, LooksUpByWhatComparesWithTheKey) {
     const short wanted[] = {0, 3, 3};
     finds(index<Other, &Other::shorts>(), 3, wanted);
     finds(index<Other, &Other::doubles>(), 1, records[1].doubles);
+    finds(index<Other, &Other::names>(), 2, records[2].names);
     finds(index<Other, zoe::by<&Other::bare, BareLess>>(), 2, Bare{2});
     finds(index<Other, zoe::by<&Other::bare, BareLess>>(), 3, 3);
 
+    index<Other, &Other::even> by_parity;
+    records[2].even = true;
+    EXPECT_EQ(by_parity.insert_range(records), 2U);
+    Other *found[2];
+    by_parity.find_many(std::vector<bool>{true, false}, found);
+    EXPECT_TRUE(found[0]->even && !found[1]->even);
+    by_parity.clear();
     index<Other, &Other::function> functions;
     functions.insert(records[0]);
     EXPECT_TRUE(functions.contains(nullptr));

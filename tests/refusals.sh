@@ -43,6 +43,7 @@ refused "assign_sorted goes through the records twice" \
     'zoe::index<R, &R::key> i; i.assign_sorted(std::views::istream<int>(std::declval<std::istream &>()));'
 refused "a string key is looked up by what converts to std::string_view" 'zoe::index<R, &R::text> i; i.contains(1);'
 refused "this look-up takes one value for each key" 'zoe::index<R, &R::key, &R::text> i; i.contains(1);'
+refused "the records would end with the range" 'zoe::index<R, &R::key> i; i.insert_range(std::vector<R>(2));'
 refused "more look-up values than keys" 'zoe::index<R, &R::key> i; (void)i.lower_bound(1, 2);'
 
 strict=(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)

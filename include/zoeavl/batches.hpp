@@ -42,8 +42,8 @@ struct search_integer<Search> {
 /* The interface of an index for many records at a time, on top of that for one.
  *
  * Keys come as any forward range of look-up values, tuples of them where there are several keys.
- * Records come as any forward range of records, pointers to them, or reference wrappers. Outputs
- * take a pointer to a record, or null.
+ * Records come as any forward range of records, pointers to them, or reference wrappers, which is
+ * read some elements ahead, each of them twice. Outputs take a pointer to a record, or null.
  *
  * Descents go in groups, so that memory answers many at a time. Where a comparison, or a callable
  * that gives a key, isn't noexcept, they go one by one instead: if it throws, what was done for the
@@ -99,6 +99,7 @@ class batches : public operations<Derived, Hook, keys...> {
      * was there. */
     template <class Records, class Out>
     std::size_t insert_many(Records &&records, Out out) {
+        base::template require_lasting<Records>();
         expect_sound();
         std::size_t inserted = 0;
         const auto account = [&](record_type &r, bool went_in) {
@@ -125,7 +126,7 @@ class batches : public operations<Derived, Hook, keys...> {
     }
     template <class Records>
     std::size_t insert_many(Records &&records) {
-        return insert_many(records, nowhere{});
+        return insert_many(std::forward<Records>(records), nowhere{});
     }
 
     /* ---- The whole content at once. If anything throws, nothing has changed. ---- */
@@ -136,6 +137,7 @@ class batches : public operations<Derived, Hook, keys...> {
      * reading them the second time must not throw. */
     template <class Records>
     void assign_sorted(Records &&records) {
+        base::template require_lasting<Records>();
         static_assert(std::forward_iterator<decltype(std::begin(records))>,
                       "zoeavl: assign_sorted goes through the records twice");
         expect_sound();
@@ -143,7 +145,7 @@ class batches : public operations<Derived, Hook, keys...> {
         record_type *previous = nullptr;
         for_each_fetched<record_type>(std::begin(records), std::end(records), [&](record_type &r) {
             admit(r);
-            if (previous != nullptr && !is_before(*previous, r))
+            if (previous != nullptr && !base::is_before(*previous, r))
                 throw std::invalid_argument("zoeavl: record " + std::to_string(count) +
                                             " isn't behind the one ahead of it");
             previous = std::addressof(r);
@@ -157,10 +159,11 @@ class batches : public operations<Derived, Hook, keys...> {
      * is no memory for n entries to sort. */
     template <class Records, class Out>
     Out assign(Records &&records, Out out) {
+        base::template require_lasting<Records>();
         expect_sound();
         std::vector<entry> entries;
         if constexpr (requires { std::size(records); })
-            entries.reserve(std::size(records));
+            entries.reserve(static_cast<std::size_t>(std::size(records)));
         for_each_fetched<record_type>(std::begin(records), std::end(records), [&](record_type &r) {
             admit(r);
             entries.emplace_back(r);
@@ -180,7 +183,7 @@ class batches : public operations<Derived, Hook, keys...> {
     }
     template <class Records>
     void assign(Records &&records) {
-        assign(records, nowhere{});
+        assign(std::forward<Records>(records), nowhere{});
     }
 
     /* ---- Visits in order, with the next records fetched ahead. O(n). ---- */
@@ -254,7 +257,7 @@ class batches : public operations<Derived, Hook, keys...> {
         other.expect_sound();
         if (other.empty())
             return;
-        if (!this->empty() && !is_before(this->back(), other.front()))
+        if (!this->empty() && !base::is_before(this->back(), other.front()))
             throw std::invalid_argument("zoeavl: the first record to be joined isn't behind ours");
         this->derived().joined(other);
         this->set_head(engine::concatenate(this->head(), other.head()));
@@ -292,7 +295,7 @@ class batches : public operations<Derived, Hook, keys...> {
             ordering::prepare(r);
             if (end == path)
                 end = const_cast<engine::Step *>(index.path_ahead_of(nullptr, path));
-            if (end == path || !is_before(*Hook::record_of(end[-1].node()), r)) {
+            if (end == path || !base::is_before(*Hook::record_of(end[-1].node()), r)) {
                 end = path;
                 return index.insert(r);
             }
@@ -312,6 +315,7 @@ class batches : public operations<Derived, Hook, keys...> {
         /* The same for a range, whose records are fetched ahead; gives how many went in. */
         template <class Records>
         std::size_t insert_range(Records &&records) {
+            base::template require_lasting<Records>();
             return insert_fetched<record_type>(std::begin(records), std::end(records),
                                                [this](record_type &r) { return insert(r); });
         }
@@ -487,12 +491,6 @@ class batches : public operations<Derived, Hook, keys...> {
         return out;
     }
 
-    static bool is_before(const record_type &a, const record_type &b) {
-        const auto values = ordering::values_of(a);
-        const Outcome outcome = detail::compared(ordering::search(values), Hook::node_of(b));
-        return !outcome.equal && !outcome.after;
-    }
-
     /* What a sort moves: it goes by the integers of a search that has some, then by the keys. */
     struct entry {
         entry() = default;
@@ -506,7 +504,7 @@ class batches : public operations<Derived, Hook, keys...> {
             if constexpr (engine::IntegerSearch<own_search>)
                 if (!engine::SearchWithTies<own_search> || number != other.number)
                     return number < other.number;
-            return is_before(*record, *other.record);
+            return base::is_before(*record, *other.record);
         }
         operator record_type &() const { return *record; }
         record_type *record;

@@ -14,6 +14,12 @@
 namespace ZOEAVL_FACE_NAMESPACE {
 namespace detail {
 
+/* Whether a node is linked shows in one that was removed. */
+inline void expect_linked(ZOEAVLp node) {
+    expect([=] { return node == nullptr || node->llink != nullptr; },
+           "zoeavl: the record is in no index");
+}
+
 /* A place in the order: a record, or the end. It stays good while its record stays in the index,
  * whatever else comes and goes; going back from the end needs the index where it was. Moving by one
  * is constant on average. */
@@ -40,10 +46,14 @@ class cursor {
 
     cursor &operator++() {
         expect([this] { return node != nullptr; }, "zoeavl: the end was incremented");
+        expect_linked(node);
         node = engine::next_along(node, engine::right);
         return *this;
     }
     cursor &operator--() {
+        expect([this] { return head != nullptr; },
+               "zoeavl: an iterator of no index was decremented");
+        expect_linked(node);
         node = node != nullptr ? engine::next_along(node, engine::left)
                                : engine::outermost(*head, engine::right);
         expect([this] { return node != nullptr; }, "zoeavl: the beginning was decremented");

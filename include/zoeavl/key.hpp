@@ -221,6 +221,9 @@ struct integer_order {
             return reinterpret_cast<std::uintptr_t>(address);
         } else if constexpr (std::is_same_v<A, V>) {
             return integer_of(a);
+        } else if constexpr (std::is_class_v<A> && std::is_convertible_v<const A &, V> &&
+                             requires { V{a}; }) { // it stands for such a value, and isn't narrowed
+            return integer_of(V{a});
         } else {
             static_assert(integer_like<A> && !std::is_enum_v<A>,
                           "zoeavl: an integer key is looked up by an integer, an enumeration by a "
@@ -500,19 +503,31 @@ struct natural_compare {
     using is_transparent = void;
 };
 
-/* Arrays that have no code of their own by their elements' operators. */
+/* Arrays that have no code of their own by their elements' operators, those of arrays again
+ * element by element. */
 struct elementwise_compare {
     template <class E, std::size_t count>
     constexpr auto operator()(const E (&a)[count], const E (&b)[count]) const {
-        using Result = std::invoke_result_t<natural_compare, const E &, const E &>;
+        using Result = decltype(elements(a[0], b[0]));
         if constexpr (std::is_same_v<Result, bool>) {
-            return std::lexicographical_compare(a, a + count, b, b + count, natural_compare{});
+            return std::lexicographical_compare(a, a + count, b, b + count, elements<E>);
         } else {
             for (std::size_t i = 0; i < count; i++)
-                if (const Result outcome = natural_compare{}(a[i], b[i]); outcome != 0)
+                if (const Result outcome = elements(a[i], b[i]); outcome != 0)
                     return outcome;
             return static_cast<Result>(std::strong_ordering::equal);
         }
+    }
+
+  private:
+    template <class E>
+    static constexpr auto elements(const E &a, const E &b) {
+        if constexpr (std::is_array_v<E>)
+            return elementwise_compare{}(a, b);
+        else if constexpr (std::is_same_v<E, char>)
+            return static_cast<unsigned char>(a) <=> static_cast<unsigned char>(b);
+        else
+            return natural_compare{}(a, b);
     }
 };
 

@@ -62,8 +62,9 @@ void for_each_fetched(First first, Last last, Act act) {
 template <class Record, class First, class Last, class Insert>
 std::size_t insert_fetched(First first, Last last, Insert insert) {
     std::size_t count = 0;
-    for_each_fetched<Record>(std::move(first), last,
-                             [&](Record &r) { count += insert(r).second ? 1 : 0; });
+    for_each_fetched<Record>(std::move(first), last, [&](Record &r) {
+        count += static_cast<std::size_t>(insert(r).second);
+    });
     return count;
 }
 
@@ -127,11 +128,11 @@ class operations {
 
     /* The iterator at a record of this index. Constant. */
     [[nodiscard]] iterator iterator_to(record_type &r) {
-        expect_linked(r);
+        expect_linked(Hook::node_of(r));
         return at(Hook::node_of(r));
     }
     [[nodiscard]] const_iterator iterator_to(const record_type &r) const {
-        expect_linked(r);
+        expect_linked(Hook::node_of(r));
         return at(Hook::node_of(r));
     }
 
@@ -215,7 +216,8 @@ class operations {
     }
 
     /* Links in each of the records, pointers or reference wrappers; gives how many went in. If a
-     * comparison throws, those already in stay in. */
+     * comparison or the range throws, those already in stay in. A range that can be read twice is
+     * read some elements ahead, each of them twice. */
     template <class First, class Last>
     requires requires(First first) { *first; }
     std::size_t insert(First first, Last last) {
@@ -224,6 +226,7 @@ class operations {
     }
     template <class Range>
     std::size_t insert_range(Range &&records) {
+        require_lasting<Range>();
         return insert(std::begin(records), std::end(records));
     }
 
@@ -251,6 +254,7 @@ class operations {
     /* Removes the record at `place`, which isn't the end, and gives the iterator behind it. */
     iterator erase(const_iterator place) {
         expect([&] { return place.node != nullptr; }, "zoeavl: the end was erased");
+        expect_linked(place.node);
         const ZOEAVLp next = engine::neighbour(place.node, engine::right);
         [[maybe_unused]] const bool removed = remove_record(*Hook::record_of(place.node));
         expect([=] { return removed; },
@@ -267,6 +271,11 @@ class operations {
         engine::Step high[engine::path_capacity];
         const engine::Step *const low_end = path_ahead_of(first.node, low);
         const engine::Step *const high_end = path_ahead_of(last.node, high);
+        expect(
+            [&] {
+                return first.node != nullptr && (last.node == nullptr || is_before(*first, *last));
+            },
+            "zoeavl: the range ends ahead of its beginning");
         std::ptrdiff_t count = 0;
         const ZOEAVLp range = cut_out(low, low_end, high, high_end);
         engine::scan(engine::whole(range), engine::left, [&count](ZOEAVLp node) {
@@ -342,6 +351,14 @@ class operations {
         return node != nullptr ? Hook::record_of(node) : nullptr;
     }
 
+    template <class Records>
+    static constexpr void require_lasting() {
+        using element = std::remove_cvref_t<decltype(*std::begin(std::declval<Records &>()))>;
+        static_assert(
+            std::is_lvalue_reference_v<Records> || !std::is_base_of_v<record_type, element> ||
+                !requires { typename Records::allocator_type; },
+            "zoeavl: the records would end with the range that holds them");
+    }
     template <class... A>
     static constexpr void require_all() {
         static_assert(sizeof...(A) == sizeof...(keys),
@@ -351,10 +368,6 @@ class operations {
         if constexpr (Hook::checks_links)
             expect([&] { return Hook::node_of(r)->llink == nullptr; },
                    "zoeavl: the record is in an index already");
-    }
-    static void expect_linked(const record_type &r) {
-        expect([&] { return Hook::node_of(r)->llink != nullptr; },
-               "zoeavl: the record is in no index");
     }
 
     template <class... A>
@@ -497,6 +510,12 @@ class operations {
     }
     void set_head(ZOEAVLp node) noexcept { *derived().head_word() = node; }
 
+    static bool is_before(const record_type &a, const record_type &b) {
+        const auto values = ordering::values_of(a);
+        const Outcome outcome = detail::compared(ordering::search(values), Hook::node_of(b));
+        return !outcome.equal && !outcome.after;
+    }
+
     /* The path into the gap ahead of a node of this index, or behind the last for null. */
     const engine::Step *path_ahead_of(ZOEAVLp node, engine::Step *path) const {
         engine::Step *end = path;
@@ -509,6 +528,8 @@ class operations {
             return end;
         }
         const auto values = ordering::values_of(*Hook::record_of(node));
+        expect([this] { return head() != nullptr; },
+               "zoeavl: the iterator's record isn't found at its place in this index");
         [[maybe_unused]] const engine::Landing landing =
             engine::descend(head(), ordering::search(values), end);
         expect([&] { return landing.found && landing.node == node; },
