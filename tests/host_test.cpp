@@ -110,7 +110,7 @@ TEST_P(BothHosts, LocksExcludeAsAskedAndVariantsDiffer) {
             EXPECT_EQ(lock->Get(lock, 0, 0), 0U) << "readers share";
             EXPECT_EQ(lock->Get(lock, 1, 0), static_cast<std::uint32_t>(EBUSY))
                 << "a writer doesn't";
-            lock->Release(lock);
+            EXPECT_EQ(lock->Release(lock), 0U);
         }).join();
 
         /* The other kind lets readers in as long as no writer is. */
