@@ -342,7 +342,9 @@ TEST(Index, LooksUpByWhatComparesWithTheKey) {
         zoe::index<Other, keys...> index;
         EXPECT_EQ(index.insert_range(records), records.size());
         EXPECT_TRUE(index.contains(value));
-        EXPECT_EQ(index.lower_bound(value).operator->(), std::addressof(records[rank]));
+        const auto place = index.lower_bound(value);
+        EXPECT_EQ(place.operator->(), std::addressof(records[rank]));
+        EXPECT_EQ(std::distance(index.begin(), place), static_cast<std::ptrdiff_t>(rank));
     };
     using zoe::index;
     finds(index<Other, &Other::wide>(), 2, L"c");
