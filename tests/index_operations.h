@@ -207,7 +207,9 @@ class IndexOperations {
             DEMAND(all(upper) == between(from, count) && all(index) == between(0, from));
             if (!index.empty() && !upper.empty()) {
                 Index lowest = split(rank_of(&index.front()));
-                DEMAND(is_refused([&] { upper.join(std::move(lowest)); }));
+                const std::size_t size = upper.size() + lowest.size();
+                DEMAND(is_refused([&] { upper.join(std::move(lowest)); }) &&
+                       upper.size() + lowest.size() == size);
                 index.merge(lowest);
             }
             index.join(std::move(upper));
