@@ -42,7 +42,7 @@ const std::map<std::string, std::uint8_t> why_missing = {{"", 1}, {"frozen", 2},
 double number(const std::string &text, const std::string &where) {
     double value = 0;
     const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (failed != std::errc{} || end != text.data() + text.size())
+    if (failed != std::errc{} || end != text.data() + text.size() || std::isnan(value))
         throw std::runtime_error(where + ": not a number: " + text);
     return value;
 }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <system_error>
 #include <unordered_map>
 
 #include "pools.h"
@@ -102,7 +103,12 @@ class WatchedPool : public ZOPool {
         else if (checks)
             std::memset(block, fresh_pattern, size);
         const std::lock_guard hold(guard);
-        live.emplace(block, size);
+        try {
+            live.emplace(block, size);
+        } catch (const std::bad_alloc &) {
+            ::operator delete(block);
+            return nullptr;
+        }
         return block;
     }
 
@@ -142,10 +148,15 @@ class WatchedPool : public ZOPool {
     };
 
     void keep(void *block, std::size_t size) {
+        try {
+            freed.push_back({block, size});
+        } catch (const std::bad_alloc &) {
+            ::operator delete(block);
+            return;
+        }
         std::memset(block, freed_pattern, size);
         if (address_sanitizer_runs())
             __asan_poison_memory_region(block, size);
-        freed.push_back({block, size});
         kept += size;
         while (kept > most_kept)
             let_go_of_oldest();
@@ -212,13 +223,17 @@ ZOPool *create_watched_pool(bool checks, ZOJournal *journal, const char *name) {
 ZOPool *create_pool(ZOHost *, const ZOPoolParms *, ZOJournal *journal, const char *name) {
     if (address_sanitizer_runs())
         return create_watched_pool(false, journal, name);
-    auto *const pool = new (std::nothrow) Pool{};
-    if (pool != nullptr) {
+    try {
+        auto *const pool = new Pool{};
         pool->Destroy = destroy_pool;
         pool->Alloc = alloc;
         pool->Free = free_block;
+        return pool;
+    } catch (const std::system_error &) { // there is no key left by which threads tell their parts
+        return create_watched_pool(false, journal, name);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
     }
-    return pool;
 }
 
 ZOPool *create_checked_pool(ZOHost *, const ZOPoolParms *, ZOJournal *journal, const char *name) {

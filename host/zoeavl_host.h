@@ -64,8 +64,9 @@ ZOEAVL_HOST_API void zoeavl_host_journal_end(ZOJournal *journal);
  * C11 with optimisation. `journal`, which may be null, receives the compiler's own words when it
  * refuses. The first word given to `compile` (and to ZOEAVLCodegen) is 0 or a string of further
  * options for the compiler, separated by blanks; the second is ignored. What the compiler reads and
- * writes stands in a folder of its own below $TMPDIR or /tmp, which is gone when `compile` ends.
- * Where there is no memory for the object itself the program ends.
+ * writes stands in a folder of its own in that of the system for temporary files ($TMPDIR, or
+ * /tmp), which is gone when `compile` ends. Where there is no memory for the object itself the
+ * program ends.
  *
  * The same text with the same compiler and options is compiled once: as long as a module of it
  * lives, further ones are had without the compiler and share its functions, and its variables if

@@ -44,7 +44,10 @@ enum {
     ZOEAVL_CHECK_HEIGHTS = 2, /* subtrees differ by at most one, and the balance bits say how */
     ZOEAVL_CHECK_ORDER = 3    /* if the links are sound: keys strictly ascending. Key types 0 and 25
                                * are asked, by their look-up without a lock, whether each record is
-                               * found by its own key; a line says so where they can't be asked */
+                               * found by its own key; a line says so where there is no such
+                               * look-up, or it wants a key of another form. It is called with the
+                               * field as it stands: where it would follow that as a pointer to
+                               * something else, or its code is gone, ask for the heights alone */
 };
 
 /* Checks the tree up to `level` and gives the number of faults. Each is a line in `report`, which

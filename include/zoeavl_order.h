@@ -24,7 +24,10 @@
  * `void *`; `n` is the root's `keylen`; it does `goto p` if `a` sorts before `b`, `goto f` if it
  * sorts after, and runs off its end if they are equal. It may name its parameters more than once,
  * must not fail, must not touch the tree, and orders all keys the same way every time. The
- * parameters capture: no member or variable named in it may be called a, b, n, p or f. Ahead of the
+ * parameters capture: no member or variable named in it may be called a, b, n, p or f. So do the
+ * text's own variables, in `a` and `b` as well: name no variable tree, now, nowKey, off, q, r, s,
+ * t, o, sbal, pbal, qBal, sBal, pBal, qBal2, stack, stackp, top, holdTop, scan, prevp, nextp or
+ * heightChanged, outside of a function that it calls. Ahead of the
  * include, ZOEAVL_FINDCOMP, of the same form, may give finder and fuzzier a comparison of their
  * own; the killer keeps to ZOEAVL_COMP.
  *

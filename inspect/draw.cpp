@@ -45,8 +45,10 @@ class Picture {
         return drawing.depth == 0 || records[place].depth <= drawing.depth;
     }
 
-    void put_id(std::size_t place) const {
-        std::fprintf(out, "\"%s%lu\"", cluster, static_cast<unsigned long>(place));
+    /* No two clusters have a name in common. */
+    void put_id(std::size_t place, const char *beside = "") const {
+        std::fprintf(out, "\"%s%s%lu%s\"", cluster, *cluster != 0 ? " " : "",
+                     static_cast<unsigned long>(place), beside);
     }
 
     std::size_t root_of(std::size_t first, std::size_t end) const {
@@ -104,11 +106,12 @@ class Picture {
 
     /* Something unseen straight below a node keeps its children to their sides. */
     void draw_middle(std::size_t place) const {
-        std::fprintf(out, "\"%s%lu below\" [style=invis, label=\"\", width=0.1];\n", cluster,
-                     static_cast<unsigned long>(place));
+        put_id(place, " below");
+        std::fputs(" [style=invis, label=\"\", width=0.1];\n", out);
         put_id(place);
-        std::fprintf(out, " -> \"%s%lu below\" [style=invis, weight=10];\n", cluster,
-                     static_cast<unsigned long>(place));
+        std::fputs(" -> ", out);
+        put_id(place, " below");
+        std::fputs(" [style=invis, weight=10];\n", out);
     }
 
     /* The thread from `place`, one beside `root`. Written from above to below, in which order the

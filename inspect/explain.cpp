@@ -1,6 +1,8 @@
 /* What a parameter block calls for, in words, and what about it would surprise. */
 #include "zoeavl_inspect.h"
 
+#include <cstring>
+
 #include "keys.h"
 #include "report.h"
 
@@ -156,7 +158,10 @@ int64_t zoeavl_explain(const ZOEAVLParms *parms, FILE *out) {
     ZOEAVLParms copy;
     if (memory.read(reinterpret_cast<std::uintptr_t>(parms), copy))
         Explanation(memory, copy, report).tell();
-    else
+    else if (memory.failure() == 0)
         report.warning("the parameters at %p can't be read", static_cast<const void *>(parms));
-    return report.faults();
+    if (memory.failure() == 0)
+        return report.faults();
+    report.note("can't go on: %s", strerrordesc_np(memory.failure()));
+    return ZOEAVL_INSPECT_FAILED;
 }

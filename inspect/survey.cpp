@@ -157,7 +157,7 @@ int Survey::judge_heights(const Found &self, std::uint64_t place, int left_heigh
 }
 
 void Survey::fault(Found &self, std::uint64_t place, Side side, Sight expected, const char *slip) {
-    if (memory.failure() != 0)
+    if (memory.failure() != 0 || out_of_memory)
         return;
     self.faulty[side] = true;
     report.record(self.address, place, name_of_link[side], expected, seen(self.links[side]), slip);

@@ -4,7 +4,7 @@
 #   scripts/fuzz.sh MINUTES
 set -euo pipefail
 cd "$(dirname "$0")/.."
-[[ ${1-} =~ ^[0-9]+$ ]] || { echo "fuzz: how many minutes? (scripts/fuzz.sh MINUTES)" >&2; exit 2; }
+[[ ${1-} =~ ^(0|[1-9][0-9]*)$ ]] || { echo "fuzz: how many minutes? (scripts/fuzz.sh MINUTES)" >&2; exit 2; }
 scripts/setup.sh test
 export CMAKE_GENERATOR=Ninja
 

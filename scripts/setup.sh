@@ -28,7 +28,7 @@ steps=(build)
 for argument in "$@"; do
     if [ "$argument" = --list ]; then
         list=true
-    elif [ -n "${needs[$argument]:-}" ]; then
+    elif [ -n "$argument" ] && [ -n "${needs[$argument]:-}" ]; then
         steps+=("$argument")
     else
         echo "setup: no such step: $argument (there are: ${!needs[*]})" >&2

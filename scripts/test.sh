@@ -93,7 +93,7 @@ if [ "${1:-}" = --all ]; then
 fi
 wanted=("$@")
 for name in "${wanted[@]}"; do
-    printf '%s\n' "${known[@]}" | grep -q "^$name " ||
+    printf '%s\n' "${known[@]}" | awk '{print $1}' | grep -qxFe "$name" ||
         { echo "test: no such step: $name (there are: $(printf '%s\n' "${known[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
 done
 [ ${#wanted[@]} -eq 0 ] || steps=("${known[@]}")
