@@ -75,6 +75,8 @@ TEST(CheckedIndex, SaysWhatIsWrong) {
     EXPECT_TRUE(index.insert(loose).second);
     EXPECT_EQ(index.erase(index.iterator_to(loose))->key, 2);
     EXPECT_TRUE(other.insert(loose).second) << "a record that was removed may go in elsewhere";
+    other.erase(other.begin(), other.end());
+    EXPECT_TRUE(other.empty());
 }
 
 TEST(CheckedIndex, LooksForFaultsAheadOfBatches) {
