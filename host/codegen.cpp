@@ -220,9 +220,10 @@ void *compile_and_load(const std::string &text, std::vector<std::string> command
         throw std::runtime_error(compiler + " ended with status " + std::to_string(status) + ":\n" +
                                  contents(words));
     void *const loaded = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (loaded == nullptr)
-        throw std::runtime_error(dlerror() +
-                                 ("\n" + contents(words))); // NOLINT(concurrency-mt-unsafe)
+    if (loaded == nullptr) {
+        const std::string refusal = dlerror(); // NOLINT(concurrency-mt-unsafe): thread-local
+        throw std::runtime_error(refusal + '\n' + contents(words));
+    }
     return loaded;
 }
 
