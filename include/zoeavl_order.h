@@ -27,9 +27,9 @@
  * parameters capture: no member or variable named in it may be called a, b, n, p or f. So do the
  * text's own variables, in `a` and `b` as well: name no variable tree, now, nowKey, off, q, r, s,
  * t, o, sbal, pbal, qBal, sBal, pBal, qBal2, stack, stackp, top, holdTop, scan, prevp, nextp or
- * heightChanged, outside of a function that it calls. Ahead of the
- * include, ZOEAVL_FINDCOMP, of the same form, may give finder and fuzzier a comparison of their
- * own; the killer keeps to ZOEAVL_COMP.
+ * heightChanged, outside of a function that it calls. Ahead of the include, ZOEAVL_FINDCOMP, of the
+ * same form, may give finder and fuzzier a comparison of their own; the killer keeps to
+ * ZOEAVL_COMP.
  *
  * The operations are compiled from the text that key type 25 has compiled at run time, so links,
  * results and the reads ahead of the lock are the same. The locked slots call `Get` and `Release`

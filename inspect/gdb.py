@@ -126,14 +126,18 @@ class Tree:
     def key(self, node):
         return self.read(node + self.keyoff, self.keylen)
 
+    def shown(self, node):
+        return self.key(node) if self.read else ''
+
     def __str__(self):
         return '%s, key at %d, length %d, %s' % (self.table, self.keyoff, self.keylen,
                                                  'with a lock' if self.locked else 'no lock')
 
 
-INDEX = r'^zoe::([a-z0-9_]+::)?basic_index<.*>$'
-
 # ---- Printers -------------------------------------------------------------------------------------
+
+
+INDEX = r'^zoe::([a-z0-9_]+::)?basic_index<.*>$'
 
 
 def shown(records, size_word):
@@ -192,7 +196,7 @@ class Index:
                 return deeper + field.bitpos // 8
         return None
 
-    def record_at(self, node):
+    def shown(self, node):
         return gdb.Value(node - self.offset).cast(self.record.pointer()).dereference()
 
 
@@ -213,7 +217,7 @@ class IndexPrinter:
 
     def children(self):
         for place, node in enumerate(self.records):
-            yield '[%d]' % place, self.index.record_at(node)
+            yield '[%d]' % place, self.index.shown(node)
 
     def display_hint(self):
         return 'array'
@@ -236,8 +240,7 @@ class Prefix(gdb.Command):
         super().__init__('zoeavl', gdb.COMMAND_DATA, gdb.COMPLETE_NONE, True)
 
 
-def address_of(expression):
-    value = gdb.parse_and_eval(expression)
+def address_of(value):
     pointed = value.type.strip_typedefs().code
     return int(value.address if pointed == gdb.TYPE_CODE_STRUCT else value)
 
@@ -247,7 +250,7 @@ def looked_into(expression):
     value = gdb.parse_and_eval(expression)
     if re.match(INDEX, gdb.types.get_basic_type(value.type).tag or ''):
         return Index(value)
-    return Tree(address_of(expression))
+    return Tree(address_of(value))
 
 
 def parts_of(argument):
@@ -272,12 +275,7 @@ With TYPE each is printed as one; from KEY on, a value that reads like the tree'
         for node in in_order(tree.head):
             if low is not None and tree.key(node) < low:
                 continue
-            if kind:
-                print('%#x %s' % (node, gdb.Value(node).cast(kind).dereference()))
-            elif isinstance(tree, Index):
-                print('%#x %s' % (node, tree.record_at(node)))
-            else:
-                print('%#x %s' % (node, tree.key(node) if tree.read else ''))
+            print('%#x %s' % (node, gdb.Value(node).cast(kind).dereference() if kind else tree.shown(node)))
 
     @staticmethod
     def key(tree, expression):
@@ -356,7 +354,7 @@ class Node(gdb.Command):
         super().__init__('zoeavl node', gdb.COMMAND_DATA, gdb.COMPLETE_EXPRESSION)
 
     def invoke(self, argument, _):
-        node = address_of(argument)
+        node = address_of(gdb.parse_and_eval(argument))
         links = words(node)
         told = ['%s %s %#x' % (side, 'thread to' if link & THREAD else 'child', link & ~TAGS)
                 if link & ~TAGS else '%s %s' % (side, 'null thread' if link & THREAD else 'null')

@@ -92,9 +92,9 @@ if [ "${1:-}" = --all ]; then
     shift
 fi
 wanted=("$@")
+all_names=$(printf '%s\n' "${known[@]}" | awk '{print $1}')
 for name in "${wanted[@]}"; do
-    printf '%s\n' "${known[@]}" | awk '{print $1}' | grep -qxFe "$name" ||
-        { echo "test: no such step: $name (there are: $(printf '%s\n' "${known[@]}" | awk '{print $1}' | xargs))" >&2; exit 2; }
+    grep -qxFe "$name" <<<"$all_names" || { echo "test: no such step: $name (there are: ${all_names//$'\n'/ })" >&2; exit 2; }
 done
 [ ${#wanted[@]} -eq 0 ] || steps=("${known[@]}")
 echo "test: the usual steps take about 35 minutes on two cores, --all of them an hour; 1 GB under build/"

@@ -4,9 +4,6 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <thread>
 
 #include "lock_discipline.h"

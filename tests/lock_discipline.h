@@ -10,9 +10,9 @@
 /* A locked tree of which everything is wrong at the wrong time. While the lock isn't held, records,
  * sought keys and outputs can't be touched, and the root's `keylen` and head aren't the tree's (but
  * for the neighbour lookup, which reads the head ahead of the lock). While it is held, `keyoff`
- * isn't, nor that head, and another lock is to be released. Its table is there while
- * it is held; `generic` operations go by that: they take the lock for writing, whatever they do,
- * and read nothing of the root themselves. */
+ * isn't, nor that head, and another lock is to be released. Its table is there while it is held;
+ * `generic` operations go by that: they take the lock for writing, whatever they do, and read
+ * nothing of the root themselves. */
 class LockedTree {
   public:
     struct Record : KeyedRecord {
