@@ -178,8 +178,7 @@ int run(std::vector<std::string> command, const std::string &output) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno == ECHILD)
-            return 0; // the program ignores the ends of its children: the library tells, if it is
-                      // there
+            return 0; // nobody is told of ended children here: whether there is a library tells
         if (errno != EINTR)
             throw std::system_error(errno, std::generic_category(), command[0]);
     }

@@ -38,50 +38,51 @@ ZOWord put(std::string_view line, ZOWord buffer, ZOWord size) {
                          static_cast<int>(line.size()), line.data());
 }
 
-/* Hands on what printf would print; the format as it stands where printf or the memory for it
- * fails.
- */
-template <class Act>
-ZOWord with_message(ZOWord format, va_list list, Act act) {
-    const auto *const text =
-        reinterpret_cast<const char *>(format); // NOLINT(performance-no-int-to-ptr)
+const char *text_at(ZOWord word) {
+    return reinterpret_cast<const char *>(word); // NOLINT(performance-no-int-to-ptr)
+}
+
+/* What printf would print, kept in `text`; the format as it stands where printf, or the memory for
+ * it, fails. */
+std::string_view message(const char *format, va_list list, std::string &text) {
     try {
-        return act(formatted(text, list));
+        return text = formatted(format, list);
     } catch (const std::exception &) {
-        return act(text);
+        return format;
     }
 }
 
-template <class Act>
-ZOWord with_description(ZOWord level, ZOWord status, Act act) {
+using Line = char[96];
+
+std::string_view described(ZOWord level, ZOWord status, Line &line) {
     const auto code = static_cast<ZOStatus>(status);
     const char *const meaning = code == ZOEAVL_STATUS_RESOURCE ? "no pool, block or lock to be had"
                                 : code == ZOEAVL_STATUS_UNSUPPORTED ? "unsupported"
                                                                     : "status";
-    char line[96];
     std::snprintf(line, sizeof line, "zoeavl: level %ld, status 0x%08x: %s", level, code, meaning);
-    return act(line);
+    return line;
 }
 
 ZOWord message_to_buf(ZOJournal *, ZOWord, ZOWord format, ZOWord buffer, ZOWord size, ZOWord,
                       va_list list) {
-    return with_message(format, list,
-                        [=](std::string_view line) { return put(line, buffer, size); });
+    std::string text;
+    return put(message(text_at(format), list, text), buffer, size);
 }
 
 ZOWord message_to_journal(ZOJournal *journal, ZOWord, ZOWord format, ZOWord, va_list list) {
-    return with_message(format, list, [=](std::string_view line) { return report(journal, line); });
+    std::string text;
+    return report(journal, message(text_at(format), list, text));
 }
 
 ZOWord status_to_buf(ZOJournal *, ZOWord level, ZOWord status, ZOWord buffer, ZOWord size,
                      va_list) {
-    return with_description(level, status,
-                            [=](std::string_view line) { return put(line, buffer, size); });
+    Line line;
+    return put(described(level, status, line), buffer, size);
 }
 
 ZOWord status_to_journal(ZOJournal *journal, ZOWord level, ZOWord status, va_list) {
-    return with_description(level, status,
-                            [=](std::string_view line) { return report(journal, line); });
+    Line line;
+    return report(journal, described(level, status, line));
 }
 
 ZOWord get_locale(ZOJournal *, ...) {

@@ -54,10 +54,8 @@ class Check {
 bool Check::read_tree(const ZOEAVLTree *tree) {
     original = reinterpret_cast<std::uintptr_t>(tree);
     const bool readable = memory.read(original, copy);
-    completed = memory.failure() == 0;
-    if (!completed)
-        report.note("can't go on: %s", strerrordesc_np(memory.failure()));
-    else if (!readable || std::memcmp(copy.tag, "nevo", sizeof copy.tag) != 0)
+    completed = report.goes_on(memory.failure());
+    if (completed && (!readable || std::memcmp(copy.tag, "nevo", sizeof copy.tag) != 0))
         report.frame("tree", original, {"a tree object"},
                      {readable ? "other content" : "unreadable memory"},
                      "was the tree destroyed, or its factory ended ahead of it?");
@@ -76,9 +74,7 @@ void Check::order_of_tree() {
         order_of_keys(key_type(table));
     else
         order_by_asking();
-    completed = memory.failure() == 0;
-    if (!completed)
-        report.note("can't go on: %s", strerrordesc_np(memory.failure()));
+    completed = report.goes_on(memory.failure());
 }
 
 void Check::order_of_keys(const KeyType &type) {

@@ -1,8 +1,6 @@
 /* What a parameter block calls for, in words, and what about it would surprise. */
 #include "zoeavl_inspect.h"
 
-#include <cstring>
-
 #include "keys.h"
 #include "report.h"
 
@@ -160,8 +158,5 @@ int64_t zoeavl_explain(const ZOEAVLParms *parms, FILE *out) {
         Explanation(memory, copy, report).tell();
     else if (memory.failure() == 0)
         report.warning("the parameters at %p can't be read", static_cast<const void *>(parms));
-    if (memory.failure() == 0)
-        return report.faults();
-    report.note("can't go on: %s", strerrordesc_np(memory.failure()));
-    return ZOEAVL_INSPECT_FAILED;
+    return report.goes_on(memory.failure()) ? report.faults() : ZOEAVL_INSPECT_FAILED;
 }

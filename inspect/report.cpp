@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <cstdarg>
+#include <cstring>
 
 namespace zoe::inspect {
 namespace {
@@ -53,6 +54,12 @@ void Report::note(const char *format, ...) {
     va_start(arguments, format);
     put_line(out, format, arguments);
     va_end(arguments);
+}
+
+bool Report::goes_on(int failure) {
+    if (failure != 0)
+        note("can't go on: %s", strerrordesc_np(failure));
+    return failure == 0;
 }
 
 void Report::warning(const char *format, ...) {

@@ -28,6 +28,9 @@ class Report {
     [[gnu::format(printf, 2, 3)]] void note(const char *format, ...);
     [[gnu::format(printf, 2, 3)]] void warning(const char *format, ...);
 
+    /* False for a failure, an errno, which is told as the reason why nothing follows. */
+    bool goes_on(int failure);
+
     [[nodiscard]] std::int64_t faults() const { return count; }
 
   private:

@@ -1,7 +1,6 @@
 #include "survey.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace zoe::inspect {
 
@@ -28,10 +27,7 @@ Sight seen(std::uintptr_t link) {
 
 bool Survey::run(std::uintptr_t rootp) {
     visit_root(rootp);
-    const int failure = out_of_memory ? ENOMEM : memory.failure();
-    if (failure != 0)
-        report.note("can't go on: %s", strerrordesc_np(failure));
-    return failure == 0;
+    return report.goes_on(out_of_memory ? ENOMEM : memory.failure());
 }
 
 void Survey::visit_root(std::uintptr_t rootp) {

@@ -14,7 +14,7 @@
 namespace ZOEAVL_FACE_NAMESPACE {
 namespace detail {
 
-/* Whether a node is linked shows in one that was removed. */
+/* A removal leaves both words of a node null, and those of a linked one never are. */
 inline void expect_linked(ZOEAVLp node) {
     expect([=] { return node == nullptr || node->llink != nullptr; },
            "zoeavl: the record is in no index");
